@@ -325,13 +325,10 @@ bool CPackV7::ChanDecod(const unsigned char* in, int len, const unsigned char* k
         idx = static_cast<int>((c + 1) & 0x0F);
     }
 
-    // Below 16 coded bytes there is no header; the length is kept at 0 or
-    // more so that no caller indexes before the buffer.
+    // Below 16 coded bytes there is no header (UnPack marks it invalid); the
+    // length is kept at 0 or more so that no caller indexes before the buffer.
     m_Len = std::max(0, L - 3);
-    if (m_Len < kHeadLen)
-        m_Valid = false;
-    else
-        UnPack();
+    UnPack();
     return TestCRC();
 }
 
@@ -374,10 +371,7 @@ bool CPackV7::ChanCloudProDecod(const unsigned char* in, int len, unsigned char*
     // the rest of the image stays zero and the CRC decides.
     std::memcpy(m_Buf, plain + 2, static_cast<size_t>(std::min(p, received - 2)));
     m_Len = std::max(0, p - 2);
-    if (m_Len < kHeadLen)
-        m_Valid = false;
-    else
-        UnPack();
+    UnPack();
     if (!TestCRC()) return false;
     if (keyOut) {
         // The key follows the CRC; bytes of it that were not received read 0.
