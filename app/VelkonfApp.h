@@ -1,0 +1,90 @@
+#pragma once
+// VelkonfApp: the one process-wide object. It owns every long-lived object
+// that is not a window, parses the command line, sets up locale, texts and
+// logs, creates the main frame, and stops everything in a fixed order at exit.
+//
+// Threads: everything here runs on the user-interface thread, except
+// SetEventWaitWho and PostToFrame, which receive threads call, and the flags
+// m_CloudFound and m_LUFound, which they set.
+#include "base/DBString.h"
+#include "link/CIdeaKey.h"
+
+#include <wx/app.h>
+
+#include <netinet/in.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+
+class VelkonfFrame;
+class wxCommandEvent;
+
+inline constexpr char Version[] = "v1.0.6";
+
+class VelkonfApp : public wxApp {
+public:
+    VelkonfApp();
+
+    bool OnInit() override;
+    int OnExit() override;
+
+    bool IsV7() const { return m_TypLB == 14; }
+    bool IsCM3OrV7() const { return (m_TypLBSub == 2 && m_TypLB == 12) || m_TypLB == 14; }
+    bool IsKnovDev() const { return m_TypLBSub != 0; }
+
+    // The wait event: a receive thread raises it when the unit has answered;
+    // a connect procedure waits for it while the user interface keeps running.
+    void SetEventWaitWho();
+    void ResetEventWaitWho();
+    bool WaitEventWaitWho(int seconds);
+
+    // Posts a command event of `type` from any thread; it reaches the main
+    // frame on the user-interface thread if the frame still exists, and is
+    // dropped otherwise (deep in shutdown there is no frame to tell).
+    void PostToFrame(wxEventType type);
+
+    // Applies one command-line argument; unknown arguments are ignored.
+    void ParseArgument(const std::string& arg);
+    // The run's command line as logged at start: " " LANG " " argv[0] and
+    // the arguments.
+    const DBString& CommandLineText() const { return m_CmdLine; }
+
+    // Closes the frame as its Close button does; the handler of SIGTERM and
+    // SIGINT, run on the user-interface thread.
+    void CloseByRequest();
+
+    int m_Ident = 0;                 // -i: unit identifier
+    in6_addr m_IP{};                 // -l: unit address; non-nil connects at start
+    int m_Port = 0;                  // -h: unit port
+    std::wstring m_Key;              // -k: unit key, text form
+    std::string m_Pass;              // -p: kept, never read
+    std::string m_CloudHost;         // -c: cloud server host
+    int m_CloudPort = 4998;          // cloud port of the buttons method
+    int m_CloudKeyPort = 4997;       // cloud port of the key method
+    bool m_UseCloudKey = false;      // -u: the key method for an address given by -l
+    CIdeaKey m_CloudKey;             // key of the cloud server's guest account
+    int m_TypConnect = 0;            // 0 USB, 1 IP, 2 cloud by buttons, 3 cloud by key
+    bool m_DefKey = false;           // the link runs on the default key
+    bool m_KeyEntered = false;       // a new key was entered on the System page
+    std::atomic<bool> m_CloudFound{false};   // the cloud server answered (buttons method)
+    std::atomic<bool> m_LUFound{false};      // the cloud server has reported the unit
+    int m_TypLBSub = 0;              // unit hardware sub-type; 0 = no information reply yet
+    int m_TypLB = 0;                 // unit type
+    std::atomic<VelkonfFrame*> m_Frame{nullptr};
+
+    std::mutex m_WaitMutex;
+    std::atomic<int> m_WaitFlag{0};
+    std::condition_variable m_WaitCond;
+
+private:
+    void StartUp();
+    void SetLocale();
+    void OnFrameEvent(wxCommandEvent& event);
+    static DBString toDBStringArg(const wxString& arg);
+
+    DBString m_CmdLine;
+};
+
+wxDECLARE_APP(VelkonfApp);

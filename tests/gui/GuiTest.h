@@ -1,0 +1,48 @@
+#pragma once
+// Support for the GUI tests. Include this before anything else from wx.
+//
+// Modal boxes are answered with wxTEST_DIALOG(...). An unexpected box, or a
+// wx assertion, fails the test at once instead of showing a window that
+// nobody under Xvfb would ever close.
+#include <gtest/gtest.h>
+
+#include <wx/modalhook.h>
+
+#include <string>
+
+class GTestModalHook;
+#define wxTEST_DIALOG_HOOK_CLASS GTestModalHook
+#include <wx/testing.h>
+
+class GTestModalHook : public wxTestingModalHook {
+public:
+    GTestModalHook(const char* file, int line, const char* func) : wxTestingModalHook(file, line, func) {}
+
+protected:
+    void ReportFailure(const wxString& msg) override { ADD_FAILURE() << msg.ToStdString(); }
+    int Enter(wxDialog* dlg) override
+    {
+        int ret = wxTestingModalHook::Enter(dlg);
+        return ret == wxID_NONE ? wxID_CANCEL : ret;
+    }
+};
+
+class VelkonfApp;
+class VelkonfFrame;
+
+namespace gui {
+
+// Sets the arguments that OnInit will read, as if given on the command line.
+void SetArgs(std::initializer_list<const char*> args);
+// Runs OnInit of the application; false if it refused to start.
+bool StartApp(std::initializer_list<const char*> args);
+// Runs the real main loop until the last window is gone or `timeoutMs`
+// passes (a failure), after `action` has run on the loop's first turn.
+// Returns whether the loop ended by itself.
+bool RunLoopUntilExit(std::function<void()> action, int timeoutMs = 10000);
+// Dispatches pending events for a while, for layouts and deferred work.
+void Pump(int ms = 50);
+// The settings file of the run ($HOME/.Velkonf), as text.
+std::string SettingsText();
+
+}  // namespace gui
