@@ -125,7 +125,7 @@ bool CPackDisp::Append(const CMesDisp& mes)
 bool CPackDisp::NextMes(int& pos, CMesDisp& mes) const
 {
     mes.Clear();
-    if (!LenInRange()) return false;
+    if (!m_valid || !LenInRange()) return false;   // a damaged packet offers nothing
     const int len = Len();
     for (;;) {
         if (pos < HeadLen || pos >= len - m_R - 2) return false;

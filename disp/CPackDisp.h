@@ -53,6 +53,7 @@ public:
 
     // Reading: BegGet, then GetMes until false (end, damage, or a message of
     // type 0 or 255, which ends the reading there). Empty messages are skipped.
+    // A packet that failed its parse yields no message at all.
     void BegGet() { m_Pos = HeadLen; }
     bool GetMes(CMesDisp& mes) const;
 
