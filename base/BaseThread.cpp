@@ -75,6 +75,7 @@ void BaseThread::Start(const std::string& name, ThreadProc fn, void* arg, int de
     {
         std::lock_guard<std::mutex> lock(m_TextMutex);
         m_Name = name;
+        m_ThreadId.clear();   // the new body sets its own
     }
     m_Fn = fn;
     m_Arg = arg;

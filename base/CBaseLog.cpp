@@ -165,7 +165,7 @@ CBaseLog::~CBaseLog() { Close(); }
 
 void CBaseLog::Put(const wchar_t* text) { m_Queue.Put(Stamp() + DBString(text).ToStr()); }
 
-void CBaseLog::Put(const std::wstring& text) { m_Queue.Put(Stamp() + static_cast<const DBString&>(text).ToStr()); }
+void CBaseLog::Put(const std::wstring& text) { m_Queue.Put(Stamp() + DBString(text).ToStr()); }
 
 void CBaseLog::PutFormat(const wchar_t* format, ...)
 {
