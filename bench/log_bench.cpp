@@ -49,28 +49,22 @@ const std::string kUtf8 = "CSendV7::PutProc window full, packet 1234 waits for a
 
 // Cost to the caller, with the writer running beside it (the queue of 1000
 // drops the oldest lines when the writer falls behind, as in production).
-void PutWide(benchmark::State& state)
+template <typename PutOne>
+void Puts(benchmark::State& state, PutOne put)
 {
     const std::string dir = TempFolder();
     {
         BenchLog log(1000, dir);
         log.Open("C", "log");
-        for (auto _ : state) log.Put(kWide);
+        for (auto _ : state) put(log);
     }
     fs::remove_all(dir);
 }
+
+void PutWide(benchmark::State& state) { Puts(state, [](BenchLog& log) { log.Put(kWide); }); }
 BENCHMARK(PutWide)->UseRealTime();
 
-void PutUtf8(benchmark::State& state)
-{
-    const std::string dir = TempFolder();
-    {
-        BenchLog log(1000, dir);
-        log.Open("C", "log");
-        for (auto _ : state) log.PutUtf8(kUtf8);
-    }
-    fs::remove_all(dir);
-}
+void PutUtf8(benchmark::State& state) { Puts(state, [](BenchLog& log) { log.PutUtf8(kUtf8); }); }
 BENCHMARK(PutUtf8)->UseRealTime();
 
 // The distribution of single calls: median and 99th percentile of Put with

@@ -16,35 +16,27 @@ public:
 bool Again(void*) { return true; }
 bool Once(void*) { return false; }
 
-// A periodic procedure (interval 1 s) started and stopped: StopProc sets the
-// break, then polls every millisecond until the thread is free again.
-void StartStopPeriodic(benchmark::State& state)
+// Starts and stops the same pair again and again on one warm thread.
+void Cycles(benchmark::State& state, ThreadProc fn, int intervalMs)
 {
     QuietPool pool;
     int context = 0;
-    pool.StartProc("warm", Again, &context, 0, 1000);
-    pool.StopProc(Again, &context);
+    pool.StartProc("warm", fn, &context, 0, intervalMs);
+    pool.StopProc(fn, &context);
     for (auto _ : state) {
-        pool.StartProc("cycle", Again, &context, 0, 1000);
-        pool.StopProc(Again, &context);
+        pool.StartProc("cycle", fn, &context, 0, intervalMs);
+        pool.StopProc(fn, &context);
     }
     if (pool.Count() != 1) state.SkipWithError("the pool grew: the thread was not reused");
 }
+
+// A periodic procedure (interval 1 s): StopProc sets the break, then polls
+// every millisecond until the thread is free again.
+void StartStopPeriodic(benchmark::State& state) { Cycles(state, Again, 1000); }
 BENCHMARK(StartStopPeriodic)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 // A run-once procedure: StopProc may find it ended already.
-void StartStopOnce(benchmark::State& state)
-{
-    QuietPool pool;
-    int context = 0;
-    pool.StartProc("warm", Once, &context, 0, 0);
-    pool.StopProc(Once, &context);
-    for (auto _ : state) {
-        pool.StartProc("cycle", Once, &context, 0, 0);
-        pool.StopProc(Once, &context);
-    }
-    if (pool.Count() != 1) state.SkipWithError("the pool grew: the thread was not reused");
-}
+void StartStopOnce(benchmark::State& state) { Cycles(state, Once, 0); }
 BENCHMARK(StartStopOnce)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 // StartProc alone for a pair that is running: the refusal path.
