@@ -7,12 +7,15 @@
 #include "base/IPv6.h"
 #include "base/Secrets.h"
 #include "base/StringRes.h"
+#include "pages/WxText.h"
 
 #include <libxml/parser.h>
 #include <wx/config.h>
 #include <wx/evtloop.h>
 #include <wx/intl.h>
 #include <wx/log.h>
+#include <wx/msgdlg.h>
+#include <wx/thread.h>
 
 #include <chrono>
 #include <clocale>
@@ -22,7 +25,7 @@
 #include <ctime>
 #include <locale>
 
-VelkonfApp::VelkonfApp() : m_CloudHost(Secrets::CloudHost)
+VelkonfApp::VelkonfApp() : m_CloudHost(Secrets::CloudHost), m_Pool("VelkonfApp", false, &m_BadLog)
 {
     Bind(MNG_PACK, &VelkonfApp::OnFrameEvent, this);
     Bind(NO_LINK, &VelkonfApp::OnFrameEvent, this);
@@ -80,6 +83,12 @@ void VelkonfApp::StartUp()
         ParseArgument(argv[i].ToStdString());
     }
 
+    m_PortLog.Open("C", "log");
+    m_DispLog.Open("C", "log");
+    m_BadLog.Open("C", "log");
+    m_BadLog.PutUtf8(std::string("Start ") + Version + m_CmdLine.ToStr());
+    CBadLog::SetBoxHandler(&ShowErrorBox);
+
     m_CloudKey.Set2(L"", L"Guest", DBString().Md5Hash().c_str(), Secrets::GuestKey.data());
 
     SetSignalHandler(SIGTERM, [](int) { wxGetApp().CloseByRequest(); });
@@ -88,6 +97,16 @@ void VelkonfApp::StartUp()
     auto* frame = new VelkonfFrame();
     m_Frame = frame;
     frame->Show();
+}
+
+void VelkonfApp::ShowErrorBox(const DBString& text)
+{
+    wxString message = toWxString(text);
+    auto show = [message] { wxMessageBox(message, "Velkonf", wxOK | wxICON_ERROR); };
+    // A box belongs to the user-interface thread; a worker posts it there and
+    // does not wait for the user.
+    if (wxIsMainThread()) show();
+    else if (wxTheApp) wxTheApp->CallAfter(show);
 }
 
 DBString VelkonfApp::toDBStringArg(const wxString& arg) { return DBString(arg.ToStdWstring()); }
@@ -112,6 +131,13 @@ void VelkonfApp::ParseArgument(const std::string& arg)
 
 int VelkonfApp::OnExit()
 {
+    CBadLog::SetBoxHandler(nullptr);
+    m_PortLog.Close();
+    m_DispLog.Close();
+    m_BadLog.Put(L"Stop");
+    m_BadLog.Close();
+    m_Pool.Stop();
+
     wxConfigBase* cfg = wxConfigBase::Get();
     cfg->SetPath("/Param");
     cfg->Write("ChgMacAddr", 0);

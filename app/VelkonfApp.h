@@ -6,6 +6,10 @@
 // Threads: everything here runs on the user-interface thread, except
 // SetEventWaitWho and PostToFrame, which receive threads call, and the flags
 // m_CloudFound and m_LUFound, which they set.
+#include "base/BasePoolThread.h"
+#include "base/CBadLog.h"
+#include "base/CDispLog.h"
+#include "base/CPortLog.h"
 #include "base/DBString.h"
 #include "link/CIdeaKey.h"
 
@@ -29,6 +33,9 @@ public:
 
     bool OnInit() override;
     int OnExit() override;
+
+    // $HOME/VELK/logs/Velkonf/
+    std::string PathLogs() const { return ::PathLogs(); }
 
     bool IsV7() const { return m_TypLB == 14; }
     bool IsCM3OrV7() const { return (m_TypLBSub == 2 && m_TypLB == 12) || m_TypLB == 14; }
@@ -70,6 +77,10 @@ public:
     bool m_KeyEntered = false;       // a new key was entered on the System page
     std::atomic<bool> m_CloudFound{false};   // the cloud server answered (buttons method)
     std::atomic<bool> m_LUFound{false};      // the cloud server has reported the unit
+    PoolThread m_Pool;               // every worker procedure runs here
+    CPortLog m_PortLog;              // traffic with the unit
+    CBadLog m_BadLog;                // events and errors
+    CDispLog m_DispLog;              // traffic with the dispatcher tools
     int m_TypLBSub = 0;              // unit hardware sub-type; 0 = no information reply yet
     int m_TypLB = 0;                 // unit type
     std::atomic<VelkonfFrame*> m_Frame{nullptr};
@@ -83,6 +94,7 @@ private:
     void SetLocale();
     void OnFrameEvent(wxCommandEvent& event);
     static DBString toDBStringArg(const wxString& arg);
+    static void ShowErrorBox(const DBString& text);
 
     DBString m_CmdLine;
 };

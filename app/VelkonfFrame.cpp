@@ -149,6 +149,7 @@ void VelkonfFrame::OnPageChanging(wxBookCtrlEvent& event)
 {
     if (m_Destroyed) return;
     int old = event.GetOldSelection();
+    wxGetApp().m_BadLog.PutFormat(L"OnPageChanging old=%d, cur=%d", old, event.GetSelection());
     if (old == wxNOT_FOUND) return;
     auto* page = dynamic_cast<PropertySheetPanel*>(GetBookCtrl()->GetPage(static_cast<size_t>(old)));
     if (page && !page->KillActive()) event.Veto();
@@ -158,6 +159,7 @@ void VelkonfFrame::OnPageChanged(wxBookCtrlEvent& event)
 {
     if (m_Destroyed) return;
     int cur = event.GetSelection();
+    wxGetApp().m_BadLog.PutFormat(L"OnPageChanged old=%d, cur=%d", event.GetOldSelection(), cur);
     if (cur == wxNOT_FOUND) return;
     if (auto* page = dynamic_cast<PropertySheetPanel*>(GetBookCtrl()->GetPage(static_cast<size_t>(cur))))
         page->SetActive();
