@@ -52,7 +52,7 @@ test-tsan:
 	  -DVELK_BUILD_GUI=OFF -DVELK_BUILD_BENCH=OFF -DVELK_BUILD_TOOLS=OFF
 	cmake --build $(BUILD_TSAN)
 	cd $(BUILD_TSAN) && $(TEST_ENV) TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
-	  $(NO_ASLR) ctest --output-on-failure --timeout 900 -L threaded
+	  $(NO_ASLR) ctest --output-on-failure --timeout 900
 
 fuzz:
 	CC=clang CXX=clang++ cmake -S . -B $(BUILD_FUZZ) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
