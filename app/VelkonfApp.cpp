@@ -7,6 +7,7 @@
 #include "base/IPv6.h"
 #include "base/Secrets.h"
 #include "base/StringRes.h"
+#include "link/CPackV7.h"
 #include "pages/WxText.h"
 
 #include <libxml/parser.h>
@@ -89,6 +90,8 @@ void VelkonfApp::StartUp()
     m_BadLog.PutUtf8(std::string("Start ") + Version + m_CmdLine.ToStr());
     CBadLog::SetBoxHandler(&ShowErrorBox);
 
+    // The channel coding draws its nonce from rand(): a different series per run.
+    CPackV7::SeedNonce();
     m_CloudKey.Set2(L"", L"Guest", DBString().Md5Hash().c_str(), Secrets::GuestKey.data());
 
     SetSignalHandler(SIGTERM, [](int) { wxGetApp().CloseByRequest(); });
