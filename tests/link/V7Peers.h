@@ -162,12 +162,16 @@ public:
         ++m_NewSenders;
         return m_AllowNew ? AddSender(ident, port) : nullptr;
     }
-    void HandlingData(const CPackV7& pack, const CSendV7*) override
+    void HandlingData(const CPackV7& pack, const CSendV7* send) override
     {
         // Bare acknowledgements and link packets are not the test's data.
         if (pack.m_Class != CPackV7::classData || pack.m_Typ == CPackV7::packEmpty) return;
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Delivered.push_back(pack);
+        if (m_Record) {
+            std::lock_guard<std::mutex> lock(m_Mutex);
+            m_Delivered.push_back(pack);
+        }
+        ++m_Count;
+        if (m_OnData) m_OnData(pack, send);
     }
     bool ChanDecod(const unsigned char* data, int len, CPackV7& pack, CKeySys& key, bool& byCloud) override
     {
@@ -185,11 +189,7 @@ public:
         std::lock_guard<std::mutex> lock(m_Mutex);
         return m_Delivered;
     }
-    size_t DeliveredCount()
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        return m_Delivered.size();
-    }
+    size_t DeliveredCount() const { return m_Count; }
     bool WaitDelivered(size_t n, std::chrono::milliseconds limit = 60s)
     {
         return WaitUntil([&] { return DeliveredCount() >= n; }, limit);
@@ -207,6 +207,9 @@ public:
     std::atomic<bool> m_AllowNew{false};
     std::atomic<int> m_NewSenders{0};
     CKeySys m_AltKey;   // a second key that ChanDecod tries; set before Start
+    // Set before Start: whether delivered packets are kept, and what else to do with them.
+    bool m_Record = true;
+    std::function<void(const CPackV7&, const CSendV7*)> m_OnData;
 
 protected:
     int SendDatagram(int socket, const unsigned char* data, int len, const sockaddr_in6& to) override
@@ -225,6 +228,7 @@ private:
     std::mutex m_Mutex;
     std::map<int, std::unique_ptr<TestSend>> m_Senders;
     std::vector<CPackV7> m_Delivered;
+    std::atomic<size_t> m_Count{0};
     double m_Loss = 0;
     std::mt19937 m_Rng;
 };
