@@ -46,6 +46,23 @@ std::string CPortV7::Path()
 
 void CPortV7::Open(const char* path) { OpenPort(path, false); }
 
+void CPortV7::Attach(int fd, const char* name)
+{
+    if (m_Open || m_Fd != -1) ClosePort();
+    {
+        std::lock_guard<std::mutex> lock(m_ReopenMutex);
+        m_Path = name ? name : "";
+    }
+    m_Attached = true;
+    m_Open = true;
+    {
+        std::lock_guard<std::mutex> lock(m_OutMutex);
+        m_Fd = fd;
+    }
+    m_Ready = true;
+    m_Pool->StartProc("CPortV7::CommInpProc", CommInpProc, this, 0, 0);
+}
+
 void CPortV7::OpenPort(const char* path, bool fromReopen)
 {
     if (m_Open || m_Fd != -1) ClosePort();
@@ -54,6 +71,7 @@ void CPortV7::OpenPort(const char* path, bool fromReopen)
         std::lock_guard<std::mutex> lock(m_ReopenMutex);
         m_Path = path ? path : "";
     }
+    m_Attached = false;
     m_Open = true;
     try {
         const int fd = open(path ? path : "", O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
@@ -213,7 +231,7 @@ bool CPortV7::PutPort(CPackV7& pack)
         frame[1] = static_cast<unsigned char>(n >> 8);
         frame[2] = static_cast<unsigned char>(n);
         PutLogOut(pack.m_Buf, pack.m_Len + 2);
-        restart = WriteFrame(frame, n + 3) && pack.IsRestart();
+        restart = WriteFrame(frame, n + 3) && pack.IsRestart() && !m_Attached;
     }
     // Outside the output mutex: the reopen thread takes it to close the port.
     if (restart) StartReopen();

@@ -17,7 +17,7 @@
 //
 // Threads: the callers of PutPort (serialised by the output mutex); the read
 // thread "CPortV7::CommInpProc" on the pool, which calls MngPack; the reopen
-// thread "CPortV7::ReOpen"; the owner (Open, Close, WaitReOpen).
+// thread "CPortV7::ReOpen"; the owner (Open, Attach, Close, WaitReOpen).
 // Locks: the output mutex is held across a whole frame, and while starting
 // the reopen thread (pool lock inside it). The ready-to-send flag is an
 // atomic exchange; its mutex only closes the gap between a test and a wait
@@ -72,6 +72,11 @@ public:
     // ErrorXML ("CPortV7::Open - " + path + the reason, errno) after closing
     // again. An open port is closed first.
     void Open(const char* path);
+    // Serves a descriptor that is open already, such as the master of a
+    // pseudo-terminal on which a simulated unit answers: no exclusive claim,
+    // no line settings (the other side's port makes them), and no reopen
+    // after a restart request. Close closes it. An open port is closed first.
+    void Attach(int fd, const char* name);
     // Ends the reopen wait and the read thread, closes the descriptor.
     void Close();
     // Sends one packet as a frame, ident 0; always true, also while closed.
@@ -113,6 +118,7 @@ private:
     std::atomic<bool> m_Open{false};
     std::atomic<int> m_Fd{-1};
     std::string m_Path;             // written by Open, under m_ReopenMutex
+    std::atomic<bool> m_Attached{false};
     speed_t m_Speed = B115200;
     std::mutex m_OutMutex;
     std::atomic<bool> m_Ready{true};

@@ -238,3 +238,27 @@ TEST(V7Serial, RestartClosesThePortUntilTheReopenWhichCloseEndsAtOnce)
         EXPECT_EQ(e.GetCode(), ENOENT);
     }
 }
+
+TEST(V7Serial, AUnitServesTheLineOnTheMasterOfAPseudoTerminal)
+{
+    English english;
+    BasePoolThread pool("test", false);
+    int master, slave;
+    char name[128];
+    openpty(&master, &slave, name, nullptr, nullptr);
+    close(slave);
+    TestPort configurator(&pool), unit(&pool);
+    unit.Attach(master, "unit");
+    configurator.Open(name);
+    for (uint32_t n = 1; n <= 3; ++n) {
+        CPackV7 p = Numbered(n), answer;
+        configurator.PutPort(p);
+        ASSERT_TRUE(WaitUntil([&] { return unit.m_Inp.Read(answer); }));
+        answer.SetID(CIdentV7(0, 0), CIdentV7(0, 1));
+        unit.PutPort(answer);
+        ASSERT_TRUE(WaitUntil([&] { return configurator.m_Inp.Read(p); }));
+        EXPECT_EQ(NumberOf(p), n);
+    }
+    configurator.Close();
+    unit.Close();   // closes the master
+}
