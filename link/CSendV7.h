@@ -127,6 +127,8 @@ public:
     void SendReply();
     // The next ident, 1..127, wrapping from 127 to 1. Under the window lock.
     int NextIdent();
+    // The ident NextIdent would draw, without drawing it. Under the window lock.
+    int PeekNextIdent() const { return m_LastIdent % 127 + 1; }
 
     void SetAddr(const in6_addr& addr, int port);
     void GetAddr(in6_addr& addr, int& port);

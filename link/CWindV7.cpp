@@ -53,17 +53,35 @@ int CWindV7::Count()
     return static_cast<int>(m_List.size());
 }
 
+bool CWindV7::SpanAllows() const
+{
+    if (m_List.empty()) return true;
+    const int next = m_Send->PeekNextIdent();
+    const int behind = ((next - m_List.front().m_Ident) % 127 + 127) % 127;
+    return behind < kSize;
+}
+
 bool CWindV7::Put(CPackV7& pack)
 {
+    CReceivV7* receiv = m_Send->GetReceiv();
+    const bool relayed = !receiv || pack.m_Src != receiv->m_Ident;
+    const bool sequenced = pack.IsInIdent() && !relayed;
+
     std::unique_lock<std::mutex> lock(m_Mutex);
-    m_Cond.wait(lock, [this] { return m_List.size() < static_cast<size_t>(kSize) || !m_Send->m_Run; });
+    // Besides the count of five, a new ident waits while the oldest packet in
+    // flight is five idents behind it: the peer remembers the last ten idents,
+    // and a packet passed by more of them than that would be taken for new
+    // when it is sent again, and delivered twice.
+    m_Cond.wait(lock, [&] {
+        return (m_List.size() < static_cast<size_t>(kSize) && (!sequenced || SpanAllows())) || !m_Send->m_Run;
+    });
     if (!m_Send->m_Run) return false;
 
     bool ok;
     if (!pack.IsInIdent()) {
         pack.DelIdent();
         ok = m_Send->SendSocket(pack);
-    } else if (CReceivV7* receiv = m_Send->GetReceiv(); !receiv || pack.m_Src != receiv->m_Ident) {
+    } else if (relayed) {
         // Relayed: the ident is the originator's, and so is the retransmission.
         ok = m_Send->SendSocket(pack);
     } else {

@@ -2,7 +2,9 @@
 // CWindV7: the window of one CSendV7, the sequenced packets that the peer has
 // not yet acknowledged (at most 5). A timer procedure sends each of them again
 // every m_TimeTry ms until it has gone out m_MaxTry times (0, 2, 4, 6, 8 s
-// with the production constants) and gives it up at the next tick. An
+// with the production constants) and gives it up at the next tick. A new
+// ident also waits while the oldest packet in flight is five idents behind
+// it, so that no resend can outlive the peer's memory of ten idents. An
 // acknowledgement for a packet also retransmits at the next tick every older
 // packet still waiting, since a gap means they were probably lost.
 //
@@ -77,6 +79,9 @@ public:
 
 private:
     static bool TimerProc(void* wind);
+    // Whether the next ident may go out: the oldest packet in flight is less
+    // than a window's width behind it. Under m_Mutex.
+    bool SpanAllows() const;
 
     std::list<CPackWindV7> m_List;   // oldest first, under m_Mutex
     std::mutex m_Mutex;
