@@ -354,7 +354,11 @@ int NetClient::SendDatagram(int socket, const unsigned char* data, int len, cons
 
 // ---------------------------------------------------------------- serial
 
-SerialClient::SerialClient(const std::string& path) : CPortV7(&m_ClientPool) { Open(path.c_str()); }
+SerialClient::SerialClient(const std::string& path, int reopenMs) : CPortV7(&m_ClientPool)
+{
+    m_Timing.reopenMs = reopenMs;
+    Open(path.c_str());
+}
 
 void SerialClient::Put(CPackV7& pack)
 {

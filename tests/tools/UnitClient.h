@@ -154,7 +154,8 @@ private:
 // that the simulator printed.
 class SerialClient : private ClientPool, public CPortV7 {
 public:
-    explicit SerialClient(const std::string& path);
+    // `reopenMs`: how long the port stays closed after a restart request.
+    explicit SerialClient(const std::string& path, int reopenMs = 7000);
     ~SerialClient() override { Close(); }
     // As the configurator's port: identifiers 0.1 to 0.0, one request at a time.
     void Put(CPackV7& pack);

@@ -158,18 +158,31 @@ TEST(Velkunit, SavedChunksAreKeptInTheStateFileAndReadBackAfterTheRestartAndInTh
     EXPECT_EQ(Read(read, 0x640, 0x680), std::vector<unsigned char>(chunk, chunk + 64));
 }
 
-TEST(Velkunit, SerialLineOnAPseudoTerminalAnswersTheReadSequence)
+TEST(Velkunit, SerialLineAnswersTheReadSequenceAndAgainAfterTheRestartsReopen)
 {
     TempHome home;
     const Image image = Marked(home.Sub("unit.img"));
-    Simulator sim(Args({"--image", home.Sub("unit.img"), "--serial"}));
+    Simulator sim(Args({"--image", home.Sub("unit.img"), "--serial", "--restart-delay", "0.5"}));
     ASSERT_FALSE(sim.Serial().empty());
-    SerialClient port(sim.Serial());
+    SerialClient port(sim.Serial(), 1000);
     ImageRead read([&](CPackV7& p) { port.Put(p); });
     read.Begin();
     ASSERT_TRUE(port.ReadAll(read));
     ExpectWholeImage(read, image);
     EXPECT_EQ(sim.CountLines(" serial "), static_cast<int>(read.m_Replies.size()));
+
+    // The configurator closes its end for the restart and opens it again.
+    unsigned char chunk[64] = {1, 2, 3};
+    CPackV7 write = Write64(0x400, chunk), restart;
+    restart.SetAsk(CPackV7::packAsk, CPackV7::askRestart, 1, nullptr, 0);
+    port.Put(write);
+    port.Put(restart);
+    ASSERT_TRUE(sim.WaitLine("the unit is back"));
+    port.WaitReOpen();
+    ImageRead again([&](CPackV7& p) { port.Put(p); });
+    again.Begin();
+    ASSERT_TRUE(port.ReadAll(again));
+    EXPECT_EQ(Read(again, 0x400, 0x440), std::vector<unsigned char>(chunk, chunk + 64));
 }
 
 TEST(Velkunit, ButtonsMethodAnswersOncePressedAndNeverWithoutThePress)

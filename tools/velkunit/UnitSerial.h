@@ -1,23 +1,19 @@
 #pragma once
-// UnitSerial: the unit's USB serial line, on pseudo-terminals. The
-// configurator opens the slave of one pseudo-terminal (Path(); linked under
-// /dev/serial/by-id/, the folder the configurator lists, when the simulator
-// may write there). The unit speaks through the link's own serial port
-// (CPortV7) on the slave of a second one, and a procedure copies the bytes
-// between the two masters. Framing, line key and pacing are thus those of
-// the link on both ends: one answer per request.
+// UnitSerial: the unit's USB serial line, on a pseudo-terminal. The
+// configurator opens its slave (Path(); linked under /dev/serial/by-id/, the
+// folder the configurator lists, when the simulator may write there). The
+// unit speaks through the link's own serial port (CPortV7) attached to the
+// master, so framing, line key and pacing are those of the link on both
+// ends: one answer per request.
 //
 // The configurator may close its end and open it again at any time (it does
-// so for 7 s after a restart request); the copy waits meanwhile, and what
-// the unit says while nobody listens is dropped.
+// so for 7 s after a restart request); the port's read thread then idles.
 //
-// Threads: the owner (Start, Stop); "UnitSerial::BridgeProc" on the pool; the
-// port's read thread, which answers (MngPack); the timer thread for answers
-// held back by --delay. The port's own locks are its business; CUnit's mutex
-// is taken with none of them held.
+// Threads: the owner (Start, Stop); the port's read thread, which answers
+// (MngPack); the timer thread for answers held back by --delay. The port's
+// own locks are its business; CUnit's mutex is taken with none of them held.
 #include "link/CPortV7.h"
 
-#include <atomic>
 #include <string>
 
 class BasePoolThread;
@@ -35,8 +31,7 @@ public:
     UnitSerial(const UnitSerial&) = delete;
     UnitSerial& operator=(const UnitSerial&) = delete;
 
-    // Makes the two pseudo-terminals, opens the unit's end and starts the
-    // copy. Throws ErrorXML.
+    // Makes the pseudo-terminal and serves its master. Throws ErrorXML.
     void Start();
     void Stop();
 
@@ -59,24 +54,16 @@ private:
         UnitSerial* m_Owner;
     };
 
-    static bool BridgeProc(void* serial);
     void MakeLink();
-    // Copies what one master has to the other; false when `from` is hung up.
-    bool Copy(int from, int to, bool toHung);
 
-    BasePoolThread* m_Pool;
     CUnit& m_Unit;
     UnitTimer& m_Timer;
     UnitLog& m_Log;
     int m_DelayMs;
-    int m_Outer = -1;   // master of the configurator's end
-    int m_Inner = -1;   // master of the unit's end
-    int m_Wake = -1;    // ends the copy's poll at Stop
-    std::atomic<bool> m_Run{false};
     std::string m_Path;
     std::string m_Link;
     std::string m_LinkError;
-    Port m_Port;        // last: closed before the descriptors it talks through
+    Port m_Port;   // owns the master once attached
 };
 
 }  // namespace velkunit
