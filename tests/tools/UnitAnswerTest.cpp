@@ -137,7 +137,8 @@ TEST(UnitAnswer, MqttReconnectAndModemRestartShowInTheReplies)
     UnitState s = Fresh();
     s.running[0x515] = 0x00;   // MQTT on
     UnitOutcome r = UnitAnswer(s, Ask(CPackV7::askMQTT, {0x80}), kNow);
-    const unsigned char* d = Data(Only(r));
+    const CPackV7 reply = Only(r);
+    const unsigned char* d = Data(reply);
     EXPECT_EQ(d[0], 1) << "else the configurator ignores the reply";
     EXPECT_EQ(d[12], 1);
     EXPECT_EQ(d[11], 1) << "connecting again";

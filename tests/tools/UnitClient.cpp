@@ -2,16 +2,16 @@
 
 #include "base/Secrets.h"
 
+#include <gtest/gtest.h>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-
-extern char** environ;
 
 namespace unittest {
 
@@ -29,19 +29,19 @@ std::vector<char*> Argv(std::string& path, std::vector<std::string>& args)
 }
 
 // Starts velkunit with its standard output (and error, if `err` is not -1)
-// on the write ends given.
+// on the write ends given. It dies with the test process, whatever ends that.
 int Spawn(std::vector<std::string> args, int out, int err)
 {
     std::string path = VELKUNIT_PATH;
     std::vector<char*> argv = Argv(path, args);
-    posix_spawn_file_actions_t fa;
-    posix_spawn_file_actions_init(&fa);
-    posix_spawn_file_actions_adddup2(&fa, out, 1);
-    if (err != -1) posix_spawn_file_actions_adddup2(&fa, err, 2);
-    pid_t pid = -1;
-    if (posix_spawn(&pid, path.c_str(), &fa, nullptr, argv.data(), environ) != 0) pid = -1;
-    posix_spawn_file_actions_destroy(&fa);
-    return pid;
+    const pid_t pid = fork();
+    if (pid != 0) return pid;
+    // The child: only calls that are safe after a fork in a threaded process.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    dup2(out, 1);
+    if (err != -1) dup2(err, 2);
+    execv(path.c_str(), argv.data());
+    _exit(127);
 }
 
 int ExitStatus(int pid)
@@ -95,7 +95,13 @@ Simulator::Simulator(const std::vector<std::string>& args)
     }
 }
 
-Simulator::~Simulator() { Stop(); }
+Simulator::~Simulator()
+{
+    // Every test checks that the program ends cleanly (a sanitizer's report ends it otherwise).
+    if (m_Pid > 0) {
+        EXPECT_EQ(Stop(), 0) << "velkunit did not stop cleanly";
+    }
+}
 
 void Simulator::ReadLines()
 {
@@ -266,7 +272,6 @@ NetClient::NetClient(int unit, int port, Mode mode, const CKeySys& key, int iden
     m_Ident = CIdentV7(ident, 0);
     m_Key = key;
     SetBind(LocalHostIPv6(), 0);
-    Start();
     m_Send = std::make_unique<Link>(&m_ClientPool, this);
     m_Send->m_Ident = m_Unit;
     m_Send->m_Addr = LocalHostIPv6();
@@ -280,6 +285,7 @@ NetClient::NetClient(int unit, int port, Mode mode, const CKeySys& key, int iden
         m_Send->m_AddrCloud = LocalHostIPv6();
         m_Send->m_PortCloud = port;
     }
+    Start();
     m_Send->Start();
 }
 

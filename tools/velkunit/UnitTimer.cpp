@@ -45,8 +45,10 @@ bool UnitTimer::Proc(void* timer)
             continue;
         }
         const auto first = self->m_Jobs.begin();
-        if (first->first > std::chrono::steady_clock::now()) {
-            self->m_Cond.wait_until(lock, first->first);
+        // A copy: the job may be dropped (Stop) while the wait has the lock released.
+        const auto due = first->first;
+        if (due > std::chrono::steady_clock::now()) {
+            self->m_Cond.wait_until(lock, due);
             continue;
         }
         Job job = std::move(first->second);

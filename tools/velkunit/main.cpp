@@ -163,6 +163,22 @@ int main(int argc, char** argv)
     std::unique_ptr<UnitSerial> serial;
     if (o.serial) serial = std::make_unique<UnitSerial>(&pool, unit, timer, log, o.delayMs);
 
+    // A restart takes the unit off the network and brings it back with
+    // the key of the written image.
+    unit.OnRestart(
+        [&] {
+            for (auto& net : nets) net->Down();
+        },
+        [&] {
+            for (auto& net : nets) {
+                try {
+                    net->Up();
+                } catch (const ErrorXML& e) {
+                    log.Event("error", std::string(net->Carrier()) + " not back: " + CarrierError(e));
+                }
+            }
+        });
+
     int rc = 0;
     try {
         for (auto& net : nets) net->Up();
@@ -185,22 +201,6 @@ int main(int argc, char** argv)
                                     " && sudo ln -sf " + serial->Path() + " /dev/serial/by-id/velkunit-" +
                                     std::to_string(config.ident));
         log.Release();
-
-        // A restart takes the unit off the network and brings it back with
-        // the key of the written image.
-        unit.OnRestart(
-            [&] {
-                for (auto& net : nets) net->Down();
-            },
-            [&] {
-                for (auto& net : nets) {
-                    try {
-                        net->Up();
-                    } catch (const ErrorXML& e) {
-                        log.Event("error", std::string(net->Carrier()) + " not back: " + CarrierError(e));
-                    }
-                }
-            });
 
         int sig = 0;
         sigwait(&stopSignals, &sig);
