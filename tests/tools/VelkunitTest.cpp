@@ -119,20 +119,34 @@ TEST(Velkunit, ReadSequenceOverUdpReturnsTheWholeImageAndSigtermStopsCleanly)
     EXPECT_EQ(sim.Stop(), 0);
 }
 
-TEST(Velkunit, SavedChunksAreKeptInTheStateFileAndReadBackAfterTheRestartAndInTheNextRun)
+TEST(Velkunit, SavedChunksAreKeptAndTheUnitComesBackFromTheRestartOnThemAndOnTheirKey)
 {
     TempHome home;
     const std::string state = home.Sub("unit.state");
     unsigned char chunk[64];
     for (int i = 0; i < 64; ++i) chunk[i] = static_cast<unsigned char>(200 - i);
+    // The System page's key goes out in the first chunk of the main area.
+    const CKeySys key = Key(L"saved2024k");
+    unsigned char head[64];
+    std::fill(head, head + 64, 0xFF);
+    CIdentV7(kIdent, 0).GetValue(head + 1);
+    std::copy(key.Data(), key.Data() + 16, head + 0x0B);
+    auto readWith = [&](int port, const CKeySys& k) {
+        NetClient reader(kIdent, port, NetClient::Mode::direct, k);
+        ImageRead read([&](CPackV7& p) { reader.Put(p); });
+        read.Begin();
+        EXPECT_TRUE(reader.ReadAll(read));
+        return Read(read, 0x640, 0x680);
+    };
     {
         Simulator sim(Args({"--state", state, "--restart-delay", "0.5"}));
         ASSERT_TRUE(sim.Started());
         {
             NetClient saver(kIdent, sim.Udp(), NetClient::Mode::direct, DefaultKey());
-            CPackV7 write = Write64(0x640, chunk), restart;
+            CPackV7 first = Write64(0x400, head), second = Write64(0x640, chunk), restart;
             restart.SetAsk(CPackV7::packAsk, CPackV7::askRestart, 1, nullptr, 0);
-            saver.Put(write);
+            saver.Put(first);
+            saver.Put(second);
             saver.Put(restart);
             ASSERT_TRUE(sim.WaitLine("the unit is back"));
         }
@@ -143,19 +157,13 @@ TEST(Velkunit, SavedChunksAreKeptInTheStateFileAndReadBackAfterTheRestartAndInTh
         ASSERT_TRUE(ParseStateFile(bytes.data(), bytes.size(), kept, why)) << why;
         EXPECT_EQ(Bytes(kept, 0x640, 0x680), std::vector<unsigned char>(chunk, chunk + 64));
 
-        NetClient reader(kIdent, sim.Udp(), NetClient::Mode::direct, DefaultKey());
-        ImageRead read([&](CPackV7& p) { reader.Put(p); });
-        read.Begin();
-        ASSERT_TRUE(reader.ReadAll(read));
-        EXPECT_EQ(Read(read, 0x640, 0x680), std::vector<unsigned char>(chunk, chunk + 64));
-        EXPECT_EQ(sim.Stop(), 0);
+        EXPECT_EQ(readWith(sim.Udp(), key), std::vector<unsigned char>(chunk, chunk + 64));
+        NetClient old(kIdent, sim.Udp(), NetClient::Mode::direct, DefaultKey());
+        ImageRead(([&](CPackV7& p) { old.Put(p); })).Begin();
+        EXPECT_TRUE(sim.WaitLine("cannot be decrypted")) << "the default key is no longer the unit's";
     }
     Simulator next(Args({"--state", state}));
-    NetClient reader(kIdent, next.Udp(), NetClient::Mode::direct, DefaultKey());
-    ImageRead read([&](CPackV7& p) { reader.Put(p); });
-    read.Begin();
-    ASSERT_TRUE(reader.ReadAll(read));
-    EXPECT_EQ(Read(read, 0x640, 0x680), std::vector<unsigned char>(chunk, chunk + 64));
+    EXPECT_EQ(readWith(next.Udp(), key), std::vector<unsigned char>(chunk, chunk + 64));
 }
 
 TEST(Velkunit, SerialLineAnswersTheReadSequenceAndAgainAfterTheRestartsReopen)
