@@ -43,6 +43,9 @@ void UnitSerial::Start()
     fcntl(master, F_SETFL, fcntl(master, F_GETFL) | O_NONBLOCK);
     fcntl(master, F_SETFD, FD_CLOEXEC);
     m_Path = name;
+    // While nobody has the slave open the port's read thread pauses a poll
+    // period at a time; a real unit answers as soon as the host opens it.
+    m_Port.m_Timing.pollMs = 100;
     m_Port.Attach(master, name);
     MakeLink();
 }
