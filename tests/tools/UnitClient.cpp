@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 
 namespace unittest {
 
@@ -101,6 +102,9 @@ Simulator::~Simulator()
     if (m_Pid > 0) {
         EXPECT_EQ(Stop(), 0) << "velkunit did not stop cleanly";
     }
+    // What the simulator said, to see why a test failed.
+    if (::testing::Test::HasFailure())
+        for (const std::string& line : m_Lines) std::fprintf(stderr, "velkunit| %s\n", line.c_str());
 }
 
 void Simulator::ReadLines()
