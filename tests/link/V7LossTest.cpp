@@ -19,8 +19,8 @@ TEST(V7LossyLink, EveryPacketArrivesExactlyOnceUnlessGivenUp)
 {
     BasePoolThread pool("test", false);
     TestReceiv prog(&pool, kProg), unit(&pool, kUnit);
-    prog.SetLoss(0.2, 1);
-    unit.SetLoss(0.2, 2);
+    prog.m_Loss = unit.m_Loss = 0.2;
+    unit.m_Rng.seed(2);   // another stream than prog's
     prog.Start();
     unit.Start();
     const CSendV7::Timing fast{10, {}};
@@ -28,10 +28,7 @@ TEST(V7LossyLink, EveryPacketArrivesExactlyOnceUnlessGivenUp)
     unit.AddSender(kProg, prog.GetPort(), fast);
 
     const size_t count = 1000;
-    for (uint32_t n = 0; n < count; ++n) {
-        CPackV7 p = Numbered(n);
-        ASSERT_TRUE(toUnit->Put(p));
-    }
+    ASSERT_TRUE(PutNumbered(*toUnit, 0, count - 1));
     ASSERT_TRUE(WaitUntil([&] { return toUnit->QueueSize() == 0 && toUnit->m_Wind.Count() == 0; }, 300s));
 
     std::map<uint32_t, int> times;

@@ -13,11 +13,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <functional>
-#include <map>
-#include <memory>
+#include <list>
 #include <mutex>
 #include <random>
 #include <string>
@@ -32,12 +32,7 @@ using Clock = std::chrono::steady_clock;
 inline const CIdentV7 kUnit(1234, 0);        // an LU
 inline const CIdentV7 kProg(10000001, 0);    // a configurator
 
-inline CKeySys LinkKey()
-{
-    CKeySys key;
-    key.SetDefault();
-    return key;
-}
+inline CKeySys LinkKey() { CKeySys key; key.SetDefault(); return key; }
 
 // Waits until `done` holds, checking every millisecond; false after `limit`.
 inline bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 20s)
@@ -57,12 +52,18 @@ inline CPackV7 Numbered(uint32_t n, int ask = CPackV7::askNVRAM)
     return p;
 }
 
-inline uint32_t NumberOf(const CPackV7& p)
+// Queues the numbers from..to as sequenced packets; false if one was refused.
+inline bool PutNumbered(CSendV7& send, uint32_t from, uint32_t to, int ask = CPackV7::askNVRAM)
 {
-    uint32_t n;
-    std::memcpy(&n, p.m_Buf + 14, 4);
-    return n;
+    bool ok = true;
+    for (uint32_t n = from; n <= to; ++n) {
+        CPackV7 p = Numbered(n, ask);
+        ok = send.Put(p) && ok;
+    }
+    return ok;
 }
+
+inline uint32_t NumberOf(const CPackV7& p) { uint32_t n; std::memcpy(&n, p.m_Buf + 14, 4); return n; }
 
 // The reports in English for the time of a test.
 struct English {
@@ -71,39 +72,26 @@ struct English {
     bool m_Old;
 };
 
-// Lines that the derived classes of the application would write to the bad log.
-class Reports {
-public:
-    void Add(const std::wstring& line)
+// Lines that the derived classes of the application would write to a log.
+struct Reports {
+    void Add(const wchar_t* line) { std::lock_guard<std::mutex> lock(m_Mutex); m_Lines.emplace_back(line); }
+    // The lines that contain `part`; all of them for "".
+    int Count(const std::wstring& part = L"")
     {
         std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Lines.push_back(line);
-    }
-    int Count(const std::wstring& part)
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        int n = 0;
-        for (const auto& l : m_Lines) n += l.find(part) != std::wstring::npos;
-        return n;
+        return static_cast<int>(std::count_if(m_Lines.begin(), m_Lines.end(),
+                                              [&](const std::wstring& l) { return l.find(part) != l.npos; }));
     }
     bool WaitFor(const std::wstring& part) { return WaitUntil([&] { return Count(part) > 0; }); }
-    std::vector<std::wstring> All()
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        return m_Lines;
-    }
 
-private:
     std::mutex m_Mutex;
     std::vector<std::wstring> m_Lines;
 };
 
-class TestReceiv;
-
 class TestSend : public CSendV7 {
 public:
-    TestSend(BasePoolThread* pool, TestReceiv* receiv, const CIdentV7& peer, int port)
-        : CSendV7(pool), m_Receiv(receiv)
+    TestSend(BasePoolThread* pool, CReceivV7* receiv, Reports& reports, const CIdentV7& peer, int port)
+        : CSendV7(pool), m_Receiv(receiv), m_Reports(reports)
     {
         m_Ident = peer;
         m_Addr = LocalHostIPv6();
@@ -112,15 +100,16 @@ public:
     ~TestSend() override { StopOnly(); }
 
     void IsNoLink() override { ++m_NoLink; }
-    void BadPut(const wchar_t* text) override;
-    void BadPutErr(const wchar_t* text, int) override;
-    void BadPutMes(const wchar_t* text, const unsigned char*, int) override;
-    CReceivV7* GetReceiv() override;
+    void BadPut(const wchar_t* text) override { m_Reports.Add(text); }
+    void BadPutErr(const wchar_t* text, int) override { m_Reports.Add(text); }
+    void BadPutMes(const wchar_t* text, const unsigned char*, int) override { m_Reports.Add(text); }
+    CReceivV7* GetReceiv() override { return m_Receiv; }
 
     std::atomic<int> m_NoLink{0};
 
 private:
-    TestReceiv* m_Receiv;
+    CReceivV7* m_Receiv;
+    Reports& m_Reports;
 };
 
 class TestReceiv : public CReceivV7 {
@@ -133,34 +122,34 @@ public:
     ~TestReceiv() override
     {
         Stop();
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Senders.clear();
+        m_Senders.clear();   // the receive procedure, their other user, has ended
     }
 
     // A sender for `peer` at [::1]:port, started.
     TestSend* AddSender(const CIdentV7& peer, int port, const CSendV7::Timing& timing = {})
     {
-        auto send = std::make_unique<TestSend>(m_Pool, this, peer, port);
-        send->m_Timing = timing;
-        TestSend* raw = send.get();
+        TestSend* send;
         {
             std::lock_guard<std::mutex> lock(m_Mutex);
-            m_Senders[peer.GetNode()] = std::move(send);
+            send = &m_Senders.emplace_back(m_Pool, this, m_Reports, peer, port);
+            send->m_Timing = timing;
         }
-        raw->Start();
-        return raw;
+        send->Start();
+        return send;
     }
 
     CSendV7* GetSend(const CIdentV7& ident) override
     {
         std::lock_guard<std::mutex> lock(m_Mutex);
-        auto it = m_Senders.find(ident.GetNode());
-        return it == m_Senders.end() ? nullptr : it->second.get();
+        for (TestSend& send : m_Senders)
+            if (send.m_Ident == ident) return &send;
+        return nullptr;
     }
+    // Any peer that the receiver accepts gets a sender, as on a serving side.
     CSendV7* NewSender(const CIdentV7& ident, const in6_addr&, int port, const CKeySys&, const CReceivV7*) override
     {
         ++m_NewSenders;
-        return m_AllowNew ? AddSender(ident, port) : nullptr;
+        return AddSender(ident, port);
     }
     void HandlingData(const CPackV7& pack, const CSendV7* send) override
     {
@@ -176,9 +165,8 @@ public:
     bool ChanDecod(const unsigned char* data, int len, CPackV7& pack, CKeySys& key, bool& byCloud) override
     {
         byCloud = false;
-        if (m_AltKey.IsEmpty() || !pack.ChanDecod(data, len, m_AltKey.Data())) return false;
         key = m_AltKey;
-        return true;
+        return !m_AltKey.IsEmpty() && pack.ChanDecod(data, len, m_AltKey.Data());
     }
     void BadPut(const wchar_t* text, bool) override { m_Reports.Add(text); }
     void BadPutErr(const wchar_t* text, int) override { m_Reports.Add(text); }
@@ -195,19 +183,15 @@ public:
         return WaitUntil([&] { return DeliveredCount() >= n; }, limit);
     }
 
-    // Drops this share of outgoing datagrams, drawn from a seeded engine.
-    void SetLoss(double share, unsigned seed)
-    {
-        m_Loss = share;
-        m_Rng.seed(seed);
-    }
-    std::atomic<bool> m_FailSends{false};   // every sendto fails (ENETUNREACH)
-
     Reports m_Reports;
-    std::atomic<bool> m_AllowNew{false};
     std::atomic<int> m_NewSenders{0};
-    CKeySys m_AltKey;   // a second key that ChanDecod tries; set before Start
-    // Set before Start: whether delivered packets are kept, and what else to do with them.
+    std::atomic<bool> m_FailSends{false};   // every sendto fails (ENETUNREACH)
+    // Set before Start: a second key that ChanDecod tries; the share of
+    // outgoing datagrams dropped, drawn from m_Rng; whether delivered packets
+    // are kept, and what else to do with them.
+    CKeySys m_AltKey;
+    double m_Loss = 0;
+    std::mt19937 m_Rng;
     bool m_Record = true;
     std::function<void(const CPackV7&, const CSendV7*)> m_OnData;
 
@@ -226,29 +210,22 @@ protected:
 private:
     BasePoolThread* m_Pool;
     std::mutex m_Mutex;
-    std::map<int, std::unique_ptr<TestSend>> m_Senders;
+    std::list<TestSend> m_Senders;
     std::vector<CPackV7> m_Delivered;
     std::atomic<size_t> m_Count{0};
-    double m_Loss = 0;
-    std::mt19937 m_Rng;
 };
 
-inline void TestSend::BadPut(const wchar_t* text) { m_Receiv->m_Reports.Add(text); }
-inline void TestSend::BadPutErr(const wchar_t* text, int) { m_Receiv->m_Reports.Add(text); }
-inline void TestSend::BadPutMes(const wchar_t* text, const unsigned char*, int) { m_Receiv->m_Reports.Add(text); }
-inline CReceivV7* TestSend::GetReceiv() { return m_Receiv; }
+// [::1]:port.
+inline sockaddr_in6 LocalHost(int port) { return {AF_INET6, htons(static_cast<uint16_t>(port)), 0, LocalHostIPv6(), 0}; }
 
 // A bare UDP socket on [::1] that codes and decodes by hand.
 class RawPeer {
 public:
-    RawPeer()
+    RawPeer() : m_Fd(socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0))
     {
-        m_Fd = socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        sockaddr_in6 sa{};
-        sa.sin6_family = AF_INET6;
-        sa.sin6_addr = LocalHostIPv6();
-        bind(m_Fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
+        sockaddr_in6 sa = LocalHost(0);
         socklen_t len = sizeof sa;
+        bind(m_Fd, reinterpret_cast<sockaddr*>(&sa), len);
         getsockname(m_Fd, reinterpret_cast<sockaddr*>(&sa), &len);
         m_Port = ntohs(sa.sin6_port);
     }
@@ -257,21 +234,19 @@ public:
     RawPeer& operator=(const RawPeer&) = delete;
 
     int Port() const { return m_Port; }
+    std::wstring Name() const { return L"[::1]:" + std::to_wstring(m_Port); }
 
     void SendBytes(const unsigned char* data, int len, int port)
     {
-        sockaddr_in6 to{};
-        to.sin6_family = AF_INET6;
-        to.sin6_addr = LocalHostIPv6();
-        to.sin6_port = htons(static_cast<uint16_t>(port));
-        sendto(m_Fd, data, static_cast<size_t>(len), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
+        const sockaddr_in6 to = LocalHost(port);
+        sendto(m_Fd, data, static_cast<size_t>(len), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
     }
     void Send(CPackV7 pack, int port, const CKeySys& key = LinkKey())
     {
         unsigned char buf[CPackV7::kBufSize];
         SendBytes(buf, pack.ChanCod(buf, sizeof buf, key.Data()), port);
     }
-    // A packet from `src` to `dst` with ident and repl, sent to `port`.
+    // A numbered packet from `src` to `dst` with ident and repl, sent to `port`.
     void SendFrom(const CIdentV7& src, const CIdentV7& dst, int port, int ident, int repl, uint32_t n = 0)
     {
         CPackV7 p = Numbered(n);

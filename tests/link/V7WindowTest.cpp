@@ -1,6 +1,6 @@
 // The V7 sender and its window over real UDP on the loopback: delivery,
-// acknowledgement, retransmission, give-up, the duplicate filter and the
-// queue's rules. Time of the window is driven by the test (Tick) or shortened.
+// acknowledgement, retransmission, give-up and the queue's rules. Time of the
+// window is driven by the test (Tick) or shortened.
 #include "tests/link/V7Peers.h"
 
 #include <gtest/gtest.h>
@@ -10,13 +10,11 @@
 using namespace v7test;
 
 namespace {
-
 // The timer never runs on its own: the test calls Tick.
-CSendV7::Timing ManualTicks() { return CSendV7::Timing{3600 * 1000, {}}; }
-
+const CSendV7::Timing kManualTicks{3600 * 1000, {}};
 }  // namespace
 
-TEST(V7Window, DeliversAThousandSequencedPacketsInOrderThenClosesWithOnePacket)
+TEST(V7Window, DeliversAThousandSequencedPacketsInOrderWithWrappingIdentsThenClosesWithOnePacket)
 {
     BasePoolThread pool("test", false);
     TestReceiv prog(&pool, kProg), unit(&pool, kUnit);
@@ -25,14 +23,10 @@ TEST(V7Window, DeliversAThousandSequencedPacketsInOrderThenClosesWithOnePacket)
     TestSend* toUnit = prog.AddSender(kUnit, unit.GetPort());
     unit.AddSender(kProg, prog.GetPort());
 
-    for (uint32_t n = 0; n < 1000; ++n) {
-        CPackV7 p = Numbered(n);
-        ASSERT_TRUE(toUnit->Put(p));
-    }
+    ASSERT_TRUE(PutNumbered(*toUnit, 0, 999));
     ASSERT_TRUE(unit.WaitDelivered(1000));
-    const auto got = unit.Delivered();
-    for (uint32_t n = 0; n < 1000; ++n) ASSERT_EQ(NumberOf(got[n]), n);
-    EXPECT_TRUE(WaitUntil([&] { return toUnit->m_Wind.Count() == 0; })) << "every packet acknowledged";
+    const auto got = unit.Delivered();   // idents run from 1 to 127 and wrap to 1
+    for (uint32_t n = 0; n < 1000; ++n) ASSERT_TRUE(NumberOf(got[n]) == n && got[n].m_Ident == int(n % 127 + 1)) << n;
     EXPECT_EQ(toUnit->m_NoLink, 0);
 
     RawPeer watch;
@@ -40,19 +34,15 @@ TEST(V7Window, DeliversAThousandSequencedPacketsInOrderThenClosesWithOnePacket)
     toUnit->Stop();
     CPackV7 close;
     ASSERT_TRUE(watch.Recv(close));
-    EXPECT_TRUE(close.IsCloseLink());
-    EXPECT_TRUE(close.m_Dst.FullEQ(kUnit) && close.m_Len == 17);
+    EXPECT_TRUE(close.IsCloseLink() && close.m_Dst.FullEQ(kUnit) && close.m_Len == 17);
     EXPECT_FALSE(watch.Recv(close, 300)) << "closing is a single datagram";
     EXPECT_FALSE(toUnit->Put(close)) << "a stopped sender takes nothing";
 }
 
-TEST(V7Window, WindowBlocksTheSixthPacketUntilAnAcknowledgement)
+TEST(V7Window, WindowBlocksTheSixthPacketUntilAnAcknowledgementWhileGgsPacketsOvertakeTheQueue)
 {
     ToRawPeer link({}, 60000);
-    for (uint32_t n = 1; n <= 6; ++n) {
-        CPackV7 p = Numbered(n);
-        link.send->Put(p);
-    }
+    PutNumbered(*link.send, 1, 6);
     CPackV7 p;
     for (int ident = 1; ident <= 5; ++ident) {
         ASSERT_TRUE(link.Next(p));
@@ -76,13 +66,31 @@ TEST(V7Window, WindowBlocksTheSixthPacketUntilAnAcknowledgement)
     link.Ack(2);
     ASSERT_TRUE(link.Next(p));
     EXPECT_TRUE(p.m_Class == CPackV7::classLink && p.m_Ident == 0);
+
+    // 7 fills the window again and 8 waits for room: the queue behind keeps
+    // its newest 1001 ordinary packets, and GGS packets go to its front.
+    PutNumbered(*link.send, 7, 8);
+    ASSERT_TRUE(link.Next(p) && NumberOf(p) == 7);
+    ASSERT_TRUE(WaitUntil([&] { return link.send->QueueSize() == 0; }));
+    PutNumbered(*link.send, 100, 1104);
+    EXPECT_EQ(link.send->QueueSize(), 1001u) << "the oldest ordinary packets go";
+    PutNumbered(*link.send, 2000, 2001, CPackV7::askGgs65);
+    PutNumbered(*link.send, 3000, 3000);
+    EXPECT_EQ(link.send->QueueSize(), 1003u) << "a GGS packet at the front stops the trimming";
+    std::vector<uint32_t> order;
+    for (int ident = 3; ident <= 6; ++ident) {
+        link.Ack(ident);
+        ASSERT_TRUE(link.Next(p));
+        order.push_back(NumberOf(p));
+    }
+    EXPECT_EQ(order, (std::vector<uint32_t>{8, 2001, 2000, 105}));
 }
 
 TEST(V7Window, RetransmitsEveryTwoSecondsAndGivesUpHalfASecondAfterTheFifth)
 {
-    ToRawPeer link(ManualTicks());
-    CPackV7 p = Numbered(1);
-    link.send->Put(p);
+    ToRawPeer link(kManualTicks);
+    PutNumbered(*link.send, 1, 1);
+    CPackV7 p;
     ASSERT_TRUE(link.Next(p));
     std::vector<int> sentAtTick{0};
     for (int tick = 1; tick <= 20; ++tick) {   // ticks of 500 ms
@@ -92,10 +100,8 @@ TEST(V7Window, RetransmitsEveryTwoSecondsAndGivesUpHalfASecondAfterTheFifth)
             EXPECT_EQ(p.m_Ident, 1);
             sentAtTick.push_back(tick);
         }
-        if (tick == 16) {
-            EXPECT_EQ(link.send->m_Wind.Count(), 1);
-        } else if (tick == 17) {
-            EXPECT_EQ(link.send->m_Wind.Count(), 0) << "given up at 8.5 s";
+        if (tick == 16 || tick == 17) {
+            EXPECT_EQ(link.send->m_Wind.Count(), 17 - tick) << "given up at 8.5 s";
         }
     }
     EXPECT_EQ(sentAtTick, (std::vector<int>{0, 4, 8, 12, 16}));
@@ -104,13 +110,10 @@ TEST(V7Window, RetransmitsEveryTwoSecondsAndGivesUpHalfASecondAfterTheFifth)
 
 TEST(V7Window, AnAcknowledgementAcrossAGapResendsTheOlderPacketsAtTheNextTick)
 {
-    ToRawPeer link(ManualTicks());
+    ToRawPeer link(kManualTicks);
+    PutNumbered(*link.send, 1, 4);
     CPackV7 p;
-    for (uint32_t n = 1; n <= 4; ++n) {
-        p = Numbered(n);
-        link.send->Put(p);
-        ASSERT_TRUE(link.Next(p));
-    }
+    for (int i = 0; i < 4; ++i) ASSERT_TRUE(link.Next(p));
     link.Ack(3);
     ASSERT_TRUE(WaitUntil([&] { return link.send->m_Wind.Count() == 3; }));
     link.send->m_Wind.Tick();
@@ -122,92 +125,45 @@ TEST(V7Window, AnAcknowledgementAcrossAGapResendsTheOlderPacketsAtTheNextTick)
 
 TEST(V7Window, LinkIsLostAfterTwoFailuresWithNothingHeardInBetween)
 {
-    ToRawPeer link(ManualTicks());
+    ToRawPeer link(kManualTicks);
     link.send->m_MaxTry = 1;   // given up at the first tick
     auto giveUp = [&](int packets) {
-        for (int i = 0; i < packets; ++i) {
-            CPackV7 p = Numbered(static_cast<uint32_t>(i));
-            link.send->Put(p);
-            ASSERT_TRUE(link.Next(p));
-        }
+        PutNumbered(*link.send, 1, static_cast<uint32_t>(packets));
+        CPackV7 p;
+        for (int i = 0; i < packets; ++i) ASSERT_TRUE(link.Next(p));
         // Sent before it is kept: the tick must find it in the window.
         ASSERT_TRUE(WaitUntil([&] { return link.send->m_Wind.Count() == packets; }));
         link.send->m_Wind.Tick();
     };
-    CPackV7 alive;
-    alive.SetID(kProg, kUnit);
+    auto heard = [&] {
+        link.Ack(0);
+        ASSERT_TRUE(WaitUntil([&] { return link.send->m_Wind.m_Fail == 0; }));
+    };
+    CPackV7 alive(kProg, kUnit);
     alive.SetLink(CPackV7::packLinkAlive, nullptr, 4);
 
     giveUp(2);
     link.send->SendSocket(alive);
     EXPECT_EQ(link.send->m_NoLink, 1);
-
     giveUp(1);
-    link.Ack(0);   // heard in between
-    ASSERT_TRUE(WaitUntil([&] { return link.send->m_Wind.m_Fail == 0; }));
+    heard();
     giveUp(1);
     link.send->SendSocket(alive);
     EXPECT_EQ(link.send->m_NoLink, 1);
 
     // More than ten packets given up on a link that had worked: one report.
-    for (int i = 0; i < 11; ++i) giveUp(1);
-    EXPECT_EQ(link.me.m_Reports.Count(L"Remote unit 1234.0 not receiving data from it unit"), 1);
+    const std::wstring lost = L"Remote unit 1234.0 not receiving data from it unit";
+    for (int i = 0; i < 6; ++i) giveUp(1);   // ten in all
+    EXPECT_EQ(link.me.m_Reports.Count(lost), 0);
+    for (int i = 0; i < 16; ++i) giveUp(1);
+    EXPECT_EQ(link.me.m_Reports.Count(lost), 1) << "not again until the unit is heard";
 
     // A first transmission that fails counts too, and is not kept.
     const int before = link.send->m_NoLink;
-    link.Ack(0);
-    ASSERT_TRUE(WaitUntil([&] { return link.send->m_Wind.m_Fail == 0; }));
+    heard();
     link.me.m_FailSends = true;
-    for (uint32_t n = 0; n < 3; ++n) {
-        CPackV7 p = Numbered(n);
-        link.send->Put(p);
-    }
+    PutNumbered(*link.send, 0, 2);
     EXPECT_TRUE(WaitUntil([&] { return link.send->m_NoLink == before + 1; }));
     EXPECT_TRUE(WaitUntil([&] { return link.me.m_Reports.Count(L"CReceivV7::Send sendto()") == 3; }));
     EXPECT_EQ(link.send->m_Wind.Count(), 0);
-}
-
-TEST(V7Window, GgsPacketsOvertakeTheQueueNewestFirstAndStopItsTrimming)
-{
-    ToRawPeer link({}, 60000);
-    CPackV7 p;
-    for (uint32_t n = 1; n <= 6; ++n) {   // five in the window, the sixth waiting for room
-        p = Numbered(n);
-        link.send->Put(p);
-    }
-    for (int i = 0; i < 5; ++i) ASSERT_TRUE(link.Next(p));
-    ASSERT_TRUE(WaitUntil([&] { return link.send->QueueSize() == 0; }));
-
-    for (uint32_t n = 100; n < 1105; ++n) {
-        p = Numbered(n);
-        link.send->Put(p);
-    }
-    EXPECT_EQ(link.send->QueueSize(), 1001u) << "the oldest ordinary packets go";
-    for (uint32_t n : {2000u, 2001u}) {
-        p = Numbered(n, CPackV7::askGgs65);
-        link.send->Put(p);
-    }
-    p = Numbered(3000);
-    link.send->Put(p);
-    EXPECT_EQ(link.send->QueueSize(), 1003u) << "a GGS packet at the front stops the trimming";
-
-    std::vector<uint32_t> order;
-    for (int ident = 1; ident <= 4; ++ident) {
-        link.Ack(ident);
-        ASSERT_TRUE(link.Next(p));
-        order.push_back(NumberOf(p));
-    }
-    EXPECT_EQ(order, (std::vector<uint32_t>{6, 2001, 2000, 105}));
-}
-
-TEST(V7Window, IdentsRunFrom1To127AndWrapTo1)
-{
-    BasePoolThread pool("test", false);
-    TestReceiv me(&pool, kProg);
-    TestSend send(&pool, &me, kUnit, 0);
-    std::vector<int> idents;
-    for (int i = 0; i < 128; ++i) idents.push_back(send.NextIdent());
-    EXPECT_EQ(idents.front(), 1);
-    EXPECT_EQ(idents[126], 127);
-    EXPECT_EQ(idents[127], 1);
 }
