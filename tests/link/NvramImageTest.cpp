@@ -10,19 +10,16 @@
 TEST(NvramImage, RunPastTheEndCopiesUpToTheEndAndReportsFailure)
 {
     CLBNVRAM img;
-    std::vector<unsigned char> src(16, 0x5A);
+    const std::vector<unsigned char> src(16, 0x5A);
     EXPECT_FALSE(img.Set(2040, src.data(), 16));
     for (int a = 2040; a < 2048; ++a) EXPECT_TRUE(img.m_Data[a] == 0x5A && img.IsKnovByte(a)) << a;
     EXPECT_FALSE(img.IsKnovByte(2039));
     unsigned char out[16] = {};
     EXPECT_FALSE(img.Get(2040, out, 16));
-    EXPECT_EQ(out[7], 0x5A);
-    EXPECT_EQ(out[8], 0) << "nothing written beyond what the image holds";
+    EXPECT_TRUE(out[7] == 0x5A && out[8] == 0) << "nothing written beyond what the image holds";
 
     EXPECT_TRUE(img.Set(5, src.data(), 0)) << "an empty copy succeeds";
-    EXPECT_FALSE(img.IsKnovByte(5));
-    EXPECT_FALSE(img.Set(2048, src.data(), 1));
-    EXPECT_FALSE(img.Set(-1, src.data(), 1));
+    EXPECT_FALSE(img.IsKnovByte(5) || img.Set(2048, src.data(), 1) || img.Set(-1, src.data(), 1));
     img.Clear();
     for (int a = 0; a < CLBNVRAM::kSize; ++a) ASSERT_TRUE(img.m_Data[a] == 0xFF && !img.IsKnovByte(a)) << a;
 }
@@ -32,14 +29,11 @@ TEST(NvramImage, EthAccessorsReachTheWholeImageAndNothingBeyond)
     CLBNVRAM img;
     img.m_Data[0] = 0x11;
     img.m_Data[0x7FF] = 0x22;
-    EXPECT_EQ(img.GetEth(-1024), 0x11);
-    EXPECT_EQ(img.GetEth(1023), 0x22);
-    EXPECT_EQ(img.GetEth(1024), -1);
-    EXPECT_EQ(img.GetEth(-1025), -1);
+    EXPECT_TRUE(img.GetEth(-1024) == 0x11 && img.GetEth(1023) == 0x22);
+    EXPECT_TRUE(img.GetEth(1024) == -1 && img.GetEth(-1025) == -1);
 
-    CLBNVRAM before = img;
-    EXPECT_FALSE(img.SetEth(1024, 5));
-    EXPECT_FALSE(img.SetEth(-1025, 5));
+    const CLBNVRAM before = img;
+    EXPECT_FALSE(img.SetEth(1024, 5) || img.SetEth(-1025, 5));
     EXPECT_EQ(0, std::memcmp(&before, &img, sizeof img)) << "refused writes leave the image alone";
     EXPECT_TRUE(img.SetEth(-1024, 5));
     EXPECT_TRUE(img.m_Data[0] == 5 && img.IsKnovByte(0));
@@ -48,7 +42,7 @@ TEST(NvramImage, EthAccessorsReachTheWholeImageAndNothingBeyond)
 TEST(NvramImage, AreasCountAsKnownOnlyWhenEveryByteIs)
 {
     CLBNVRAM img;
-    std::vector<unsigned char> fill(1024, 0);
+    const std::vector<unsigned char> fill(1024, 0);
     img.Set(0x400, fill.data(), 1023);
     EXPECT_FALSE(img.IsKnovEth());
     img.SetKnovByte(0x7FF);
@@ -61,9 +55,7 @@ TEST(NvramImage, AreasCountAsKnownOnlyWhenEveryByteIs)
     // The description lies where the sub-type says; sub-type 0 means the
     // unit has not told its type yet, whatever the bits say.
     img.Set(0x100, fill.data(), 96);
-    EXPECT_TRUE(img.IsKnovDescr(1));
-    EXPECT_FALSE(img.IsKnovDescr(2));
+    EXPECT_TRUE(img.IsKnovDescr(1) && !img.IsKnovDescr(2));
     img.Set(0x180, fill.data(), 96);
-    EXPECT_TRUE(img.IsKnovDescr(2));
-    EXPECT_FALSE(img.IsKnovDescr(0));
+    EXPECT_TRUE(img.IsKnovDescr(2) && !img.IsKnovDescr(0));
 }
