@@ -1,7 +1,6 @@
 #pragma once
-// Test doubles for the dispatcher exchange: a quiet pool, a session that
-// records what it sends and receives and can lose datagrams on the way out,
-// and a receiver that routes to the sessions it is given.
+// Test doubles for the dispatcher exchange: sessions and receivers on ::1 that
+// record what passes through them; a session can lose datagrams on the way out.
 #include "base/BasePoolThread.h"
 #include "base/IPv6.h"
 #include "disp/CReceivDisp.h"
@@ -14,9 +13,7 @@
 #include <functional>
 #include <initializer_list>
 #include <map>
-#include <memory>
 #include <mutex>
-#include <random>
 #include <thread>
 #include <vector>
 
@@ -28,33 +25,26 @@ using Bytes = std::vector<unsigned char>;
 inline bool WaitUntil(const std::function<bool()>& done, int seconds = 30)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
+    while (!done() && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+    return done();
 }
 
-class QuietPool : public BasePoolThread {
+// A record written by the product's threads and read by the test. Lock()->
+// holds the mutex to the end of the statement.
+template <typename T>
+class Guarded {
 public:
-    QuietPool() : BasePoolThread("disptest", false) {}
-    ~QuietPool() override { Stop(); }
-    void PutLog(const std::string&) override {}
-};
+    struct Locked {
+        std::unique_lock<std::mutex> lock;
+        T* value;
+        T* operator->() const { return value; }
+    };
+    Locked Lock() { return {std::unique_lock<std::mutex>(m_Mutex), &m_Value}; }
 
-// Shortens the exchange's times for the sessions built while it lives.
-class FastTiming {
-public:
-    FastTiming(int tickMs, int retryMs)
-    {
-        CSendDisp::Timing().tickMs = tickMs;
-        CSendDisp::Timing().retryMs = retryMs;
-    }
-    ~FastTiming()
-    {
-        CSendDisp::Timing().tickMs = 500;
-        CSendDisp::Timing().retryMs = 2000;
-    }
+private:
+    std::mutex m_Mutex;
+    T m_Value{};
 };
 
 // A Msg carrying `index` in its first four bytes, padded to `size` data bytes.
@@ -76,222 +66,143 @@ inline Bytes Datagram(int ident, std::initializer_list<CMesDisp> messages)
     CIdeaCtx key;
     key.Key(CSendDisp::DefaultKey().Data());
     unsigned char out[CPackDisp::BufSize];
-    const int n = p.Encoding(out, sizeof out, &key);
-    return Bytes(out, out + n);
+    return Bytes(out, out + p.Encoding(out, sizeof out, &key));
 }
 
-struct SentRecord {
-    int ident;
-    Bytes replies;
-    bool dropped;
-    std::chrono::steady_clock::time_point at;
+struct SessionLog {
+    std::vector<int> received;   // indexes of the Msg messages delivered (-1: another message)
+    std::vector<int> packets;    // idents of the packets delivered
+    std::vector<int> idents;     // ident of every datagram sent, lost ones included
+    std::vector<Bytes> replies;  // and its reply bytes
+    std::vector<DBString> bad;
+    int disconnects = 0;
+    int lost = 0;
+    std::function<bool(int ident)> lose;   // whether a datagram goes astray; none: all arrive
 };
 
-// A session whose Send goes to a receiver's socket (or nowhere), through an
-// optional loss model. Everything it records is read under Lock().
+// A session whose Send goes to a receiver's socket (or nowhere).
 class TestSession : public CSendDisp {
 public:
     TestSession(BasePoolThread* pool, CReceivDisp* socket, int peerPort)
-        : CSendDisp(pool, LocalHostIPv6(), peerPort, 1, nullptr), m_Socket(socket)
-    {
-    }
+        : CSendDisp(pool, LocalHostIPv6(), peerPort, 1, nullptr), m_Socket(socket) {}
     ~TestSession() override { Stop(); }
 
-    // Outgoing datagrams are lost: all of them, or `percent` at random with a
-    // fixed seed. The random loss leaves each numbered packet at least one of
-    // its five sends; losing all five is the give-up path, tested on its own.
-    void LoseAll(bool on)
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        m_LoseAll = on;
-    }
-    void LoseRandomly(int percent, unsigned seed)
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Percent = percent;
-        m_Rng.seed(seed);
-    }
-    // Loses the first send of each of these idents.
-    void LoseFirstSendOf(std::vector<int> idents)
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        m_LoseFirst = std::move(idents);
-    }
-
-    std::unique_lock<std::mutex> Lock() { return std::unique_lock<std::mutex>(m_Mutex); }
-    std::vector<int> received;        // indexes of the Msg messages delivered
-    std::vector<SentRecord> sent;
-    std::vector<DBString> badLines;
-    int disconnects = 0;
-    std::chrono::steady_clock::time_point disconnectAt;
-
-    int Received()
-    {
-        auto lock = Lock();
-        return static_cast<int>(received.size());
-    }
+    Guarded<SessionLog> log;
+    void Lose(std::function<bool(int)> lose) { log.Lock()->lose = std::move(lose); }
+    int Received() { return static_cast<int>(log.Lock()->received.size()); }
     int SendsOf(int ident)
     {
-        auto lock = Lock();
-        return static_cast<int>(std::count_if(sent.begin(), sent.end(), [&](const SentRecord& r) { return r.ident == ident; }));
+        auto l = log.Lock();
+        return static_cast<int>(std::count(l->idents.begin(), l->idents.end(), ident));
     }
 
+    // LogSend and then Send run under the session's send mutex.
     void LogSend(const in6_addr&, int, const CPackDisp& pack) override
     {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Pending = pack;   // Send follows at once, under the same send mutex
+        int count = 0;
+        const unsigned char* r = pack.GetReply(count);
+        auto l = log.Lock();
+        l->idents.push_back(pack.Ident());
+        l->replies.emplace_back(r, r + count);
+        m_Lost = l->lose && l->lose(pack.Ident());
+        l->lost += m_Lost;
     }
     int Send(const unsigned char* data, int length, const in6_addr& peer, int port) override
     {
-        {
-            std::lock_guard<std::mutex> lock(m_Mutex);
-            int count = 0;
-            const unsigned char* r = m_Pending.GetReply(count);
-            const int ident = m_Pending.Ident();
-            const bool drop = Lose(ident);
-            sent.push_back({ident, Bytes(r, r + count), drop, std::chrono::steady_clock::now()});
-            if (drop) return length;
-        }
-        return m_Socket ? m_Socket->Send(data, length, peer, port) : length;
+        return m_Lost || !m_Socket ? length : m_Socket->Send(data, length, peer, port);
     }
+    // No BegGet here: a session that does not rewind the packet loses messages.
     void HandlingData(CPackDisp& pack) override
     {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        pack.BegGet();
+        log.Lock()->packets.push_back(pack.Ident());
         for (CMesDisp m; pack.GetMes(m);) {
             int unit = 0, len = 0, index = -1;
             unsigned char data[CMesDisp::MaxLen];
             if (m.Parse_Msg(unit, len, data, sizeof data) && len >= 4) std::memcpy(&index, data, sizeof index);
-            received.push_back(index);
+            log.Lock()->received.push_back(index);
         }
     }
     void Disconnect(const in6_addr&, int) override
     {
-        {
-            std::lock_guard<std::mutex> lock(m_Mutex);
-            ++disconnects;
-            disconnectAt = std::chrono::steady_clock::now();
-        }
+        ++log.Lock()->disconnects;
         StopSendOnly();
     }
-    void BadPut(const wchar_t* text) override
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        badLines.emplace_back(text);
-    }
+    void BadPut(const wchar_t* text) override { log.Lock()->bad.emplace_back(text); }
 
 private:
-    bool Lose(int ident)
-    {
-        if (m_LoseAll) return true;
-        for (int& id : m_LoseFirst) {
-            if (id == ident) {
-                id = -1;
-                return true;
-            }
-        }
-        if (m_Percent == 0) return false;
-        const bool drop = static_cast<int>(m_Rng() % 100) < m_Percent;
-        if (ident == 0) return drop;
-        int& row = m_LostInARow[ident];
-        row = drop && row < CDispWind::MaxTries - 1 ? row + 1 : 0;
-        return row > 0;
-    }
-
     CReceivDisp* m_Socket;
-    std::mutex m_Mutex;
-    CPackDisp m_Pending;
-    bool m_LoseAll = false;
-    std::vector<int> m_LoseFirst;
-    int m_Percent = 0;
-    std::mt19937 m_Rng;
-    std::map<int, int> m_LostInARow;   // ident -> sends lost one after the other
+    bool m_Lost = false;   // under the send mutex, from LogSend to Send
 };
 
-// A receiver on ::1 that gives each datagram to the session registered for
-// the sender's port, and records what it saw.
+struct ReceiverLog {
+    int datagrams = 0;
+    int connects = 0;
+    std::vector<int> errors;
+    std::map<int, CSendDisp*> sessions;   // by the sender's port
+};
+
+// A receiver on ::1, started unless told not to, that gives each datagram to
+// the session routed for the sender's port.
 class TestReceiver : public CReceivDisp {
 public:
-    explicit TestReceiver(BasePoolThread* pool, int port = 0) : CReceivDisp(pool, false)
+    explicit TestReceiver(BasePoolThread* pool, int port = 0, bool start = true) : CReceivDisp(pool, false)
     {
         SetBind(LocalHostIPv6(), port);
+        if (start) Start();
     }
     ~TestReceiver() override { Stop(); }
 
-    void Route(int port, CSendDisp* session)
+    Guarded<ReceiverLog> log;
+    using CReceivDisp::SocketFd;
+    void Route(int port, CSendDisp* session) { log.Lock()->sessions[port] = session; }
+    int SendTo(int port, const Bytes& data)
     {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Sessions[port] = session;
+        return Send(data.data(), static_cast<int>(data.size()), LocalHostIPv6(), port);
     }
-    // What the receiver has seen so far.
-    struct Seen {
-        int datagrams = 0;
-        int connects = 0;
-        std::vector<int> errors;
-    };
-    Seen Get()
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        return m_Seen;
-    }
-    int Fd() { return SocketFd(); }
-    int SendTo(int port, const Bytes& data) { return Send(data.data(), static_cast<int>(data.size()), LocalHostIPv6(), port); }
 
-    void LogPut(const in6_addr&, int, const unsigned char*, int) override
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        ++m_Seen.datagrams;
-    }
+    void LogPut(const in6_addr&, int, const unsigned char*, int) override { ++log.Lock()->datagrams; }
     CSendDisp* Connect(const in6_addr&, int, const unsigned char*, int) override
     {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        ++m_Seen.connects;
+        ++log.Lock()->connects;
         return nullptr;
     }
     CSendDisp* GetSendRemote(const in6_addr&, int port) override
     {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        const auto it = m_Sessions.find(port);
-        return it == m_Sessions.end() ? nullptr : it->second;
+        auto l = log.Lock();
+        return l->sessions.count(port) ? l->sessions[port] : nullptr;
     }
-    void BadPutErr(const wchar_t*, int code) override
-    {
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Seen.errors.push_back(code);
-    }
-
-private:
-    std::mutex m_Mutex;
-    std::map<int, CSendDisp*> m_Sessions;
-    Seen m_Seen;
+    void BadPutErr(const wchar_t*, int code) override { log.Lock()->errors.push_back(code); }
 };
 
-// Two sessions talking over two real sockets on ::1.
-class LoopbackPair {
-public:
-    LoopbackPair() : sockA(&pool), sockB(&pool)
+// Two sessions talking over two real sockets on ::1, with the exchange's times
+// shortened for the pair's life.
+struct LoopbackPair {
+    explicit LoopbackPair(int tickMs = 500, int retryMs = 2000) : timing(tickMs, retryMs)
     {
-        sockA.Start();
-        sockB.Start();
-        a = std::make_unique<TestSession>(&pool, &sockA, sockB.Port());
-        b = std::make_unique<TestSession>(&pool, &sockB, sockA.Port());
-        sockA.Route(sockB.Port(), a.get());
-        sockB.Route(sockA.Port(), b.get());
-        a->Start();
-        b->Start();
+        sockA.Route(sockB.Port(), &a);
+        sockB.Route(sockA.Port(), &b);
+        a.Start();
+        b.Start();
     }
+    // Readers first, so that no datagram reaches a session being destroyed.
     ~LoopbackPair()
     {
-        // Readers first, so that no datagram reaches a session being destroyed.
         sockA.Stop();
         sockB.Stop();
-        a->Stop();
-        b->Stop();
     }
 
-    QuietPool pool;
-    TestReceiver sockA, sockB;
-    std::unique_ptr<TestSession> a, b;
+    struct Timing {   // before the sessions, which read it when they are built
+        Timing(int tickMs, int retryMs) { Set(tickMs, retryMs); }
+        ~Timing() { Set(500, 2000); }
+        static void Set(int tickMs, int retryMs)
+        {
+            CSendDisp::Timing().tickMs = tickMs;
+            CSendDisp::Timing().retryMs = retryMs;
+        }
+    } timing;
+    BasePoolThread pool{"disptest", false};
+    TestReceiver sockA{&pool}, sockB{&pool};
+    TestSession a{&pool, &sockA, sockB.Port()}, b{&pool, &sockB, sockA.Port()};
 };
 
 }  // namespace disptest
