@@ -51,10 +51,8 @@ void Throughput(benchmark::State& state)
 {
     const int batch = static_cast<int>(state.range(0));
     const int size = static_cast<int>(state.range(1));
-    QuietPool pool;
-    TestReceiver sockA(&pool), sockB(&pool);
-    sockA.Start();
-    sockB.Start();
+    BasePoolThread pool("bench", false);
+    TestReceiver sockA(&pool), sockB(&pool);   // bound and started
     CountingSession a(&pool, &sockA, sockB.Port()), b(&pool, &sockB, sockA.Port());
     sockA.Route(sockB.Port(), &a);
     sockB.Route(sockA.Port(), &b);
