@@ -10,27 +10,27 @@
 #include "support/TempHome.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <filesystem>
-#include <functional>
 #include <fstream>
-#include <regex>
-#include <thread>
+#include <functional>
 #include <vector>
 
 namespace fs = std::filesystem;
 
-namespace velktest {
-bool WaitUntil(const std::function<bool()>& done);   // ThreadTest.cpp
-}
+namespace velktest {   // ThreadTest.cpp
+bool WaitUntil(const std::function<bool()>& done);
+bool Like(const char* text, const char* pattern);
+}  // namespace velktest
 
 namespace {
 
-const char* kStamp = "[0-9]{2}\\.[0-9]{2}\\.[0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2} ";
+const std::string kStamp = "##.##.#### ##:##:## ";
+bool Like(const std::string& text, const std::string& pattern) { return velktest::Like(text.c_str(), pattern.c_str()); }
+
+std::string LogDir(const TempHome& home, const char* leaf = "bad") { return home.Sub("VELK/logs/Velkonf/") + leaf; }
+// dir/C<7 digits>.log
+std::string File(const std::string& dir, int n) { return dir + "/C" + std::to_string(10000000 + n).substr(1) + ".log"; }
 
 std::vector<std::string> ReadLines(const std::string& path)
 {
@@ -40,129 +40,107 @@ std::vector<std::string> ReadLines(const std::string& path)
     return lines;
 }
 
-// Waits for a line of the file that ends with `tail`. Lines are written in
-// the order they were put, so a marker put last proves the earlier ones done.
-bool WaitForLine(const std::string& path, const std::string& tail)
+// The lines of the file once all that was put so far is written: lines are
+// written in the order they were put, so a marker put last proves them done.
+std::vector<std::string> Written(CBaseLog& log, const std::string& file)
 {
-    return velktest::WaitUntil([&] {
-        for (const auto& l : ReadLines(path))
-            if (l.size() >= tail.size() && l.compare(l.size() - tail.size(), tail.size(), tail) == 0) return true;
-        return false;
-    });
+    log.PutDirect(std::string("marker"));
+    std::vector<std::string> lines;
+    EXPECT_TRUE(velktest::WaitUntil([&] {
+        lines = ReadLines(file);
+        return !lines.empty() && lines.back() == "marker";
+    })) << file;
+    if (!lines.empty() && lines.back() == "marker") lines.pop_back();
+    return lines;
 }
 
-int CountWith(const std::vector<std::string>& lines, const std::string& part)
-{
-    return static_cast<int>(std::count_if(lines.begin(), lines.end(),
-                                          [&](const std::string& l) { return l.find(part) != std::string::npos; }));
-}
-
-void WriteFile(const std::string& path, const std::string& content)
-{
-    std::ofstream(path) << content;
-}
-
-std::string BadDir(const TempHome& home) { return home.Sub("VELK/logs/Velkonf/bad"); }
-std::string File(const std::string& dir, int n)
-{
-    char name[32];
-    snprintf(name, sizeof name, "/C%07d.log", n);
-    return dir + name;
-}
-
-// The error log with its failure reports kept for the test (and still
-// printed on standard output).
-class CaptureBadLog : public CBadLog {
-public:
-    ~CaptureBadLog() override { Close(); }
+// The error log, counting its failure reports (still printed on standard output).
+struct CountingBadLog : public CBadLog {
+    ~CountingBadLog() override { Close(); }
     void Error(const std::string& text) override
     {
         CBadLog::Error(text);
-        std::lock_guard<std::mutex> lock(m_Mutex);
-        m_Errors.push_back(text);
+        ++errors;
     }
-    bool WaitForError(const std::string& head)
-    {
-        return velktest::WaitUntil([&] {
-            std::lock_guard<std::mutex> lock(m_Mutex);
-            for (const auto& e : m_Errors)
-                if (e.rfind(head, 0) == 0) return true;
-            return false;
-        });
-    }
-
-private:
-    std::mutex m_Mutex;
-    std::vector<std::string> m_Errors;
+    std::atomic<int> errors{0};
 };
 
 }  // namespace
 
-TEST(LogFiles, ANewRunAppendsToTheNewestFileAndLeavesOtherFilesAlone)
+TEST(LogFiles, ANewRunAppendsToTheNewestFile)
 {
     TempHome home;
-    fs::create_directories(BadDir(home));
-    WriteFile(File(BadDir(home), 3), "three\n");
-    WriteFile(File(BadDir(home), 7), "seven\n");
-    WriteFile(BadDir(home) + "/notes.txt", "mine\n");
-    WriteFile(BadDir(home) + "/C.log", "no number\n");
+    const std::string dir = LogDir(home);
+    fs::create_directories(dir);
+    std::ofstream(File(dir, 3)) << "three\n";
+    std::ofstream(File(dir, 7)) << "seven\n";
     CBadLog log;
     ASSERT_TRUE(log.Open("C", "log"));
     log.PutUtf8("привет");
     log.Put(L"wide");
     log.PutFormat(L"%d-%ls", 42, L"x");
-    log.PutDirect(std::string("marker"));
-    ASSERT_TRUE(WaitForLine(File(BadDir(home), 7), "marker"));
-    const auto lines = ReadLines(File(BadDir(home), 7));
-    ASSERT_EQ(lines.size(), 5u);
+    const auto lines = Written(log, File(dir, 7));
+    ASSERT_EQ(lines.size(), 4u);
     EXPECT_EQ(lines[0], "seven");
-    EXPECT_TRUE(std::regex_match(lines[1], std::regex(std::string(kStamp) + "привет"))) << lines[1];
-    EXPECT_TRUE(std::regex_match(lines[2], std::regex(std::string(kStamp) + "wide"))) << lines[2];
-    EXPECT_TRUE(std::regex_match(lines[3], std::regex(std::string(kStamp) + "42-x"))) << lines[3];
-    EXPECT_EQ(ReadLines(File(BadDir(home), 3)), std::vector<std::string>{"three"});
-    EXPECT_EQ(ReadLines(BadDir(home) + "/notes.txt"), std::vector<std::string>{"mine"});
-    EXPECT_EQ(log.NumFile("C0000012.log"), 12);
+    for (int i : {1, 2, 3})
+        EXPECT_TRUE(Like(lines[i], kStamp + (i == 1 ? "привет" : i == 2 ? "wide" : "42-x"))) << lines[i];
+    EXPECT_EQ(ReadLines(File(dir, 3)), std::vector<std::string>{"three"});
 }
 
-TEST(LogFiles, PastAMillionBytesTheBadLogRotatesAndKeepsThreeOlderFiles)
+TEST(LogFiles, PastAMillionBytesTheBadLogRotatesKeepsThreeOlderFilesAndLeavesForeignFilesAlone)
 {
     TempHome home;
-    const std::string dir = BadDir(home);
+    const std::string dir = LogDir(home);
     fs::create_directories(dir);
-    for (int n = 1; n <= 9; ++n) WriteFile(File(dir, n), "x\n");
-    WriteFile(File(dir, 10), std::string(CBaseLog::kRotateBytes, 'z'));
-    WriteFile(dir + "/D0000002.log", "foreign\n");
+    for (int n = 1; n <= 9; ++n) std::ofstream(File(dir, n)) << "x\n";
+    std::ofstream(File(dir, 10)) << std::string(CBaseLog::kRotateBytes, 'z');
+    std::ofstream(dir + "/D0000002.log") << "foreign\n";
     CBadLog log;
     ASSERT_TRUE(log.Open("C", "log"));
-    log.PutDirect(std::string("first of eleven"));
-    ASSERT_TRUE(WaitForLine(File(dir, 11), "first of eleven"));
-    for (int n = 1; n <= 7; ++n) EXPECT_FALSE(fs::exists(File(dir, n))) << n;
-    for (int n = 8; n <= 11; ++n) EXPECT_TRUE(fs::exists(File(dir, n))) << n;
+    EXPECT_TRUE(Written(log, File(dir, 11)).empty());
+    for (int n = 1; n <= 11; ++n) EXPECT_EQ(fs::exists(File(dir, n)), n >= 8) << n;
     EXPECT_TRUE(fs::exists(dir + "/D0000002.log"));
     EXPECT_EQ(fs::file_size(File(dir, 10)), static_cast<uintmax_t>(CBaseLog::kRotateBytes));
 }
 
-TEST(LogFilter, TheSameErrorTwiceWritesOneLineAndADifferentCodeWritesAtOnce)
+TEST(BadLog, RepeatsAreSilencedButNotInTheBoxFormsWhichAloneReachTheHandlerAndThePoolWritesHere)
 {
     TempHome home;
+    std::vector<DBString> shown;
+    CBadLog::SetBoxHandler([&](const DBString& text) { shown.push_back(text); });
     CBadLog log;
     ASSERT_TRUE(log.Open("C", "log"));
-    log.PutErr(L"recv", ENOENT);
-    log.PutErr(L"recv", ENOENT);
-    log.PutErr(L"recv", EACCES);
-    log.PutErr(L"recv", ENOENT, false);   // the CBadLog form bypasses the filter
     const unsigned char bytes[] = {1, 2};
+    log.PutErr(L"recv", ENOENT);
+    log.PutErr(L"recv", ENOENT);          // silenced
+    log.PutErr(L"recv", EACCES);          // another code: written at once
     log.PutMes(L"pack", bytes, 2);
-    log.PutMes(L"pack", bytes, 2);
-    log.PutDirect(std::string("marker"));
-    ASSERT_TRUE(WaitForLine(File(BadDir(home), 1), "marker"));
-    const auto lines = ReadLines(File(BadDir(home), 1));
-    EXPECT_EQ(CountWith(lines, "recv: 2 - No such file or directory"), 2);
-    EXPECT_EQ(CountWith(lines, "recv: 13 - Permission denied"), 1);
-    EXPECT_EQ(CountWith(lines, "pack 01 02"), 1);
+    log.PutMes(L"pack", bytes, 2);        // silenced
+    log.PutErr(L"recv", ENOENT, false);   // the forms of CBadLog bypass the filter
+    log.Put(L"quiet", false);
+    log.PutErr(L"port", EBUSY, true);
+    log.PutErr(L"", 0, true);             // empty: neither line nor box
+    CBadLog::SetBoxHandler(nullptr);
+    log.Put(L"no handler", true);
+    PoolThread pool("VelkonfApp", false, &log);
+    int context = 0;
+    auto idle = [](void*) { return true; };
+    pool.StartProc("twice", idle, &context, 0, 60000);
+    pool.StartProc("twice", idle, &context, 0, 60000);
+    pool.StopProc(idle, &context);
+    const auto lines = Written(log, File(LogDir(home), 1));
+    const std::vector<std::string> texts = {"recv: 2 - No such file or directory", "recv: 13 - Permission denied",
+                                            "pack 01 02", "recv: 2 - No such file or directory", "quiet",
+                                            "port: 16 - Device or resource busy", "no handler",
+                                            "twice NOT added to pool VelkonfApp because there is already a thread "
+                                            "twice(0,60000)*"};
+    ASSERT_EQ(lines.size(), texts.size());
+    for (size_t i = 0; i < texts.size(); ++i)
+        EXPECT_TRUE(Like(lines[i], kStamp + texts[i])) << lines[i];
+    EXPECT_EQ(shown, (std::vector<DBString>{L"port: 16 - Device or resource busy"}));
 }
 
-TEST(LogFilter, ASilentSpellRunsFromItsFirstLineAndExpiredTextsAreSwept)
+TEST(BadLog, ASilentSpellRunsFromItsFirstLineAndExpiredTextsAreSwept)
 {
     const time_t t0 = std::time(nullptr);
     CBaseLog::DelayMsg filter(5);
@@ -188,12 +166,10 @@ TEST(LogTexts, ErrorsBytesAndAddresses)
     const DBString thirty = CBaseLog::CnvMes(L"m", bytes, 30);
     EXPECT_EQ(thirty.size(), 1u + 30 * 3);
     EXPECT_EQ(thirty.substr(thirty.size() - 3), L" FD");
-    const DBString more = CBaseLog::CnvMes(L"m", bytes, 31);
-    EXPECT_EQ(more, thirty + L" ...");
+    EXPECT_EQ(CBaseLog::CnvMes(L"m", bytes, 31), thirty + L" ...");
     EXPECT_EQ(CBaseLog::CnvMes(L"m", bytes, 0), L"m");
 
     EXPECT_EQ(CBaseLog::StrMes(bytes, 2), "E0 E1 ");
-    EXPECT_EQ(CBaseLog::StrMes(bytes, 0), "");
     EXPECT_EQ(CBaseLog::StrMes(bytes, -4), "");
 
     EXPECT_EQ(CBaseLog::ToStr(LocalHostIPv6(), 80), std::string(36, ' ') + "::1|00080 ");
@@ -202,7 +178,7 @@ TEST(LogTexts, ErrorsBytesAndAddresses)
     EXPECT_EQ(CBaseLog::ToStr(IP6FromStr("10.0.0.1"), 123456), std::string(24, ' ') + "::ffff:10.0.0.1|123456 ");
 }
 
-TEST(LogTraffic, PortAndDispatcherLinesAndNoLineForLengthZero)
+TEST(LogTexts, PortAndDispatcherLinesAndNoLineForLengthZero)
 {
     TempHome home;
     CPortLog port;
@@ -214,57 +190,39 @@ TEST(LogTraffic, PortAndDispatcherLinesAndNoLineForLengthZero)
     port.Put(recInp, NulIPv6(), 0, bytes, 2);
     disp.Put(recOut, LocalHostIPv6(), 46000, bytes, 3);
     disp.Put(recOut, LocalHostIPv6(), 46000, bytes, -1);
-    port.PutDirect(std::string("marker"));
-    disp.PutDirect(std::string("marker"));
-    const std::string dat = File(home.Sub("VELK/logs/Velkonf/dat"), 1);
-    const std::string dsp = File(home.Sub("VELK/logs/Velkonf/disp"), 1);
-    ASSERT_TRUE(WaitForLine(dat, "marker"));
-    ASSERT_TRUE(WaitForLine(dsp, "marker"));
-
-    const std::string time = "[0-9]{2}\\.[0-9]{2}\\.[0-9]{4} [0-9]{2}:[0-9]{2}\\.[0-9]{2}";
-    const auto datLines = ReadLines(dat);
-    ASSERT_EQ(datLines.size(), 2u);
-    EXPECT_TRUE(std::regex_match(datLines[0], std::regex("0 {38}::\\|00000 " + time + "<01 FF ")))
-        << datLines[0];
-    const auto dispLines = ReadLines(dsp);
-    ASSERT_EQ(dispLines.size(), 2u);
-    EXPECT_TRUE(std::regex_match(dispLines[0], std::regex("> {36}::1\\|46000 " + time + " 01 FF 7A ")))
-        << dispLines[0];
+    const std::string time = "##.##.#### ##:##.##";
+    const auto dat = Written(port, File(LogDir(home, "dat"), 1));
+    ASSERT_EQ(dat.size(), 1u);
+    EXPECT_TRUE(Like(dat[0], "0" + std::string(38, ' ') + "::|00000 " + time + "<01 FF ")) << dat[0];
+    const auto dsp = Written(disp, File(LogDir(home, "disp"), 1));
+    ASSERT_EQ(dsp.size(), 1u);
+    EXPECT_TRUE(Like(dsp[0], ">" + std::string(36, ' ') + "::1|46000 " + time + " 01 FF 7A ")) << dsp[0];
 }
 
-TEST(LogFailures, AFolderThatCannotBeCreatedIsReportedAndTheLogKeepsRunning)
+TEST(LogFailures, FailuresAreReportedOnStandardOutputAndTheNextLineTriesAgain)
 {
     TempHome home;
-    WriteFile(home.Sub("VELK"), "a file where the folder should be");
-    CaptureBadLog log;
+    const std::string dir = LogDir(home);
+    std::ofstream(home.Sub("VELK")) << "a file where the folder should be";
+    CountingBadLog log;
     testing::internal::CaptureStdout();
     EXPECT_FALSE(log.Open("C", "log"));
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(out.find(BadDir(home) + ": CBaseLog::OpenNew 1: 20 - Not a directory\n"), std::string::npos) << out;
-
     log.PutUtf8("lost");
-    EXPECT_TRUE(log.WaitForError("CBaseLog::OpenNew 2: 20 - "));
+    EXPECT_TRUE(velktest::WaitUntil([&] { return log.errors == 2; }));
+    // The folder now exists, but the file is a device with no room.
     fs::remove(home.Sub("VELK"));
-    fs::create_directories(BadDir(home));
-    log.PutUtf8("back");
-    EXPECT_TRUE(WaitForLine(File(BadDir(home), 1), "back"));
-    EXPECT_EQ(ReadLines(File(BadDir(home), 1)).size(), 1u);
-}
-
-TEST(LogFailures, AFailedWriteIsReportedAndTheNextLineTriesAgain)
-{
-    TempHome home;
-    fs::create_directories(BadDir(home));
-    fs::create_symlink("/dev/full", File(BadDir(home), 1));
-    CaptureBadLog log;
-    testing::internal::CaptureStdout();
-    ASSERT_TRUE(log.Open("C", "log"));
+    fs::create_directories(dir);
+    fs::create_symlink("/dev/full", File(dir, 1));
     log.PutUtf8("no room");
-    EXPECT_TRUE(log.WaitForError("CBaseLog::PutInner !good(): 28 - "));
-    fs::remove(File(BadDir(home), 1));
-    log.PutUtf8("room again");
-    EXPECT_TRUE(WaitForLine(File(BadDir(home), 1), "room again"));
-    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(velktest::WaitUntil([&] { return log.errors == 3; }));
+    fs::remove(File(dir, 1));
+    log.PutUtf8("back");
+    const auto lines = Written(log, File(dir, 1));
+    EXPECT_TRUE(lines.size() == 1 && lines[0].ends_with("back")) << "the line before it is lost";
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out, dir + ": CBaseLog::OpenNew 1: 20 - Not a directory\n" + dir +
+                       ": CBaseLog::OpenNew 2: 20 - Not a directory\n" + dir +
+                       ": CBaseLog::PutInner !good(): 28 - No space left on device\n");
 }
 
 TEST(LogFailures, WithoutHomeOpenThrowsBeforeAnythingStarts)
@@ -275,44 +233,4 @@ TEST(LogFailures, WithoutHomeOpenThrowsBeforeAnythingStarts)
     EXPECT_THROW(PathLogs(), ErrorXML);
     EXPECT_THROW(log.Open("C", "log"), ErrorXML);
     log.PutUtf8("nowhere");   // still never blocks nor throws
-}
-
-TEST(BadLogBox, TheHandlerGetsTheTextOnlyWhenABoxIsAsked)
-{
-    TempHome home;
-    std::vector<DBString> shown;
-    CBadLog::SetBoxHandler([&](const DBString& text) { shown.push_back(text); });
-    CBadLog log;
-    ASSERT_TRUE(log.Open("C", "log"));
-    EXPECT_TRUE(log.Put(L"quiet", false));
-    EXPECT_TRUE(log.Put(L"loud", true));
-    EXPECT_TRUE(log.PutErr(L"port", EBUSY, true));
-    EXPECT_TRUE(log.PutErr(L"", 0, true));   // empty: neither line nor box
-    CBadLog::SetBoxHandler(nullptr);
-    EXPECT_TRUE(log.Put(L"no handler", true));
-    log.PutDirect(std::string("marker"));
-    ASSERT_TRUE(WaitForLine(File(BadDir(home), 1), "marker"));
-    EXPECT_EQ(shown, (std::vector<DBString>{L"loud", L"port: 16 - Device or resource busy"}));
-    EXPECT_EQ(ReadLines(File(BadDir(home), 1)).size(), 5u);
-}
-
-TEST(LogFiles, ThePoolWritesItsLinesToTheGivenLog)
-{
-    TempHome home;
-    CBadLog log;
-    ASSERT_TRUE(log.Open("C", "log"));
-    PoolThread pool("VelkonfApp", false, &log);
-    int context = 0;
-    auto idle = [](void*) { return true; };
-    pool.StartProc("twice", idle, &context, 0, 60000);
-    pool.StartProc("twice", idle, &context, 0, 60000);
-    pool.StopProc(idle, &context);
-    log.PutDirect(std::string("marker"));
-    ASSERT_TRUE(WaitForLine(File(BadDir(home), 1), "marker"));
-    const auto lines = ReadLines(File(BadDir(home), 1));
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_TRUE(std::regex_search(lines[0], std::regex(std::string("^") + kStamp +
-                                                       "twice NOT added to pool VelkonfApp because there is already "
-                                                       "a thread twice\\(0,60000\\)")))
-        << lines[0];
 }
