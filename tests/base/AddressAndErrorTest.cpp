@@ -6,7 +6,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
-TEST(IPv6Helpers, MappedIPv4KeepsWireByteOrder)
+TEST(IPv6Helpers, MappedIPv4KeepsWireByteOrderAndTextFormsReadBack)
 {
     in_addr v4{};
     inet_pton(AF_INET, "192.168.1.20", &v4);
@@ -14,35 +14,26 @@ TEST(IPv6Helpers, MappedIPv4KeepsWireByteOrder)
     EXPECT_EQ(IPv6ToStr(a), "::ffff:192.168.1.20");
     EXPECT_TRUE(isEqIPv6(a, IP6FromStr("192.168.1.20")));
     EXPECT_TRUE(isEqIPv6(a, IP6FromStr("::ffff:192.168.1.20")));
-}
-
-TEST(IPv6Helpers, TextForms)
-{
-    EXPECT_EQ(IPv6ToStr(LocalHostIPv6()), "::1");
     EXPECT_EQ(IPv6PortToStr(LocalHostIPv6(), 46000), "[::1]:46000");
     EXPECT_EQ(IPv6PortToStrW(IP6FromStr("fe80::1"), 5), L"[fe80::1]:5");
     EXPECT_TRUE(isNulIPv6(IP6FromStr("not an address")));
-    EXPECT_TRUE(isNulIPv6(IP6FromStr("")));
-    in6_addr a = LocalHostIPv6();
     ClearIPv6(a);
-    EXPECT_TRUE(isNulIPv6(a));
     EXPECT_TRUE(isEqIPv6(a, NulIPv6()));
 }
 
 TEST(IPv6Helpers, CloseSocketLeavesMinusOne)
 {
-    int fd = -1;
-    CloseSocket(fd);
-    EXPECT_EQ(fd, -1);
-    fd = socket(AF_INET6, SOCK_DGRAM, 0);
+    int fd = socket(AF_INET6, SOCK_DGRAM, 0);
     ASSERT_GE(fd, 0);
     CloseSocket(fd);
+    EXPECT_EQ(fd, -1);
+    CloseSocket(fd);   // nothing happens for -1
     EXPECT_EQ(fd, -1);
 }
 
 TEST(ErrorXMLForms, ResourceCodesAndPlainTexts)
 {
-    bool old = g_StringENU;
+    const bool old = g_StringENU;
     g_StringENU = true;
     EXPECT_EQ(ErrorXML(41083).GetText(), L"Error loadXML");
     EXPECT_EQ(ErrorXML(41083).GetCode(), 41083);
@@ -50,7 +41,7 @@ TEST(ErrorXMLForms, ResourceCodesAndPlainTexts)
     EXPECT_EQ(ErrorXML(41076, L"VELKClient", L"Language").GetText(),
               L"Error append parameters Language elements VELKClient");
     g_StringENU = old;
-    ErrorXML port(DBString(L"/dev/x"), DBString(L" - USB port is busy"), 16);
+    const ErrorXML port(DBString(L"/dev/x"), DBString(L" - USB port is busy"), 16);
     EXPECT_EQ(port.GetText(), L"/dev/x - USB port is busy");
     EXPECT_EQ(port.GetCode(), 16);
     EXPECT_STREQ(ErrorXML(DBString(L"ключ")).what(), "ключ");

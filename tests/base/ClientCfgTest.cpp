@@ -14,71 +14,65 @@ namespace {
 
 class ClientConfig : public testing::Test {
 protected:
-    void SetUp() override
+    ClientConfig()
     {
         xmlInitParser();
-        m_OldEnglish = g_StringENU;
         g_StringENU = false;
     }
-    void TearDown() override { g_StringENU = m_OldEnglish; }
+    ~ClientConfig() override { g_StringENU = m_OldEnglish; }
 
-    void WriteFile(const std::string& text)
+    void Write(const std::string& text)
     {
         std::filesystem::create_directories(m_Home.Sub("VELK/etc"));
         std::ofstream(CClientCFG::FileName()) << text;
     }
+    // Chooses the language as at start-up; returns what it said on standard error.
+    static std::string Start()
+    {
+        testing::internal::CaptureStderr();
+        CClientCFG::SetDefLanguage();
+        return testing::internal::GetCapturedStderr();
+    }
 
+    bool m_OldEnglish = g_StringENU;
     TempHome m_Home;
-    bool m_OldEnglish = false;
 };
 
 }  // namespace
 
-TEST_F(ClientConfig, NoFileMeansRussianAndReadingCreatesNothing)
+TEST_F(ClientConfig, RussianStandsSilentlyWithoutAFileAndWithAMessageForABrokenOne)
 {
-    testing::internal::CaptureStderr();
-    CClientCFG::SetDefLanguage();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "a first run is not a problem";
+    EXPECT_EQ(Start(), "") << "a first run is not a problem";
     EXPECT_FALSE(g_StringENU);
-    EXPECT_FALSE(std::filesystem::exists(CClientCFG::FileName()));
     EXPECT_EQ(CClientCFG::FileName(), m_Home.Sub("VELK/etc/VELKClient.xml"));
-}
+    EXPECT_FALSE(std::filesystem::exists(CClientCFG::FileName())) << "reading creates nothing";
 
-TEST_F(ClientConfig, EnuChoosesEnglishAndOtherValuesKeepTheDefault)
-{
-    WriteFile("<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<VELKClient Language=\"enu\"/>\n");
-    CClientCFG::SetDefLanguage();
-    EXPECT_TRUE(g_StringENU);
-
-    for (const char* value : {"rus", "", "ENU", "deu"}) {
-        g_StringENU = false;
-        WriteFile(std::string("<VELKClient Language=\"") + value + "\"/>");
-        CClientCFG cfg;
-        cfg.XMLLoadFile();
-        EXPECT_FALSE(cfg.IsEnglish()) << value;
-        EXPECT_EQ(cfg.m_Language, value == std::string("rus") ? L"rus" : L"") << value;
-    }
-}
-
-TEST_F(ClientConfig, MalformedOrUnreadableFileFallsBackAndSaysWhy)
-{
-    WriteFile("<VELKClient Language=\"enu\">");   // never closed
-    testing::internal::CaptureStderr();
-    CClientCFG::SetDefLanguage();
-    std::string err = testing::internal::GetCapturedStderr();
+    Write("<VELKClient Language=\"enu\">");   // never closed
+    const std::string err = Start();
     EXPECT_FALSE(g_StringENU);
     EXPECT_NE(err.find("VELKClient.xml"), std::string::npos) << err;
     EXPECT_NE(err.find("defaults apply"), std::string::npos) << err;
 
     std::filesystem::remove(CClientCFG::FileName());
     std::filesystem::create_directory(CClientCFG::FileName());   // a folder where the file should be
-    testing::internal::CaptureStderr();
-    CClientCFG::SetDefLanguage();
-    EXPECT_FALSE(testing::internal::GetCapturedStderr().empty());
+    EXPECT_NE(Start(), "");
     EXPECT_FALSE(g_StringENU);
 }
 
-TEST_F(ClientConfig, SaveWritesUtf8AndEmptyLanguageRemovesTheAttribute)
+TEST_F(ClientConfig, EnuChoosesEnglishAndOtherValuesKeepTheDefault)
+{
+    Write("<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<VELKClient Language=\"enu\"/>\n");
+    Start();
+    EXPECT_TRUE(g_StringENU);
+    for (const char* value : {"rus", "", "ENU", "deu"}) {
+        Write(std::string("<VELKClient Language=\"") + value + "\"/>");
+        CClientCFG cfg;
+        cfg.XMLLoadFile();
+        EXPECT_EQ(cfg.m_Language, value == std::string("rus") ? L"rus" : L"") << value;
+    }
+}
+
+TEST_F(ClientConfig, TheLanguageSurvivesSaveAndLoadAndAnUnparsableTextIsAnErrorXML)
 {
     CClientCFG cfg;
     cfg.XMLLoadFile();
@@ -87,20 +81,15 @@ TEST_F(ClientConfig, SaveWritesUtf8AndEmptyLanguageRemovesTheAttribute)
     CClientCFG back;
     back.XMLLoadFile();
     EXPECT_TRUE(back.IsEnglish());
-
     std::string xml;
     back.m_Language.clear();
     back.XMLSaveStr(xml);
     EXPECT_NE(xml.find("encoding=\"utf-8\""), std::string::npos) << xml;
-    EXPECT_EQ(xml.find("Language"), std::string::npos) << xml;
-}
+    EXPECT_EQ(xml.find("Language"), std::string::npos) << "an empty language removes the attribute: " << xml;
 
-TEST_F(ClientConfig, ParseFailureOfATextIsAnErrorXML)
-{
-    CClientCFG cfg;
     try {
         cfg.XMLLoadStr("<VELKClient");
-        FAIL() << "no exception";
+        ADD_FAILURE() << "no exception";
     } catch (const ErrorXML& e) {
         EXPECT_EQ(e.GetCode(), 41083);
         EXPECT_EQ(e.GetText(), L"Ошибка loadXML");
