@@ -1,4 +1,4 @@
-// Labels of devices and lift controllers.
+// Labels of devices and lift controllers. Each test sets the language it reads.
 #include "catalogue/CDev.h"
 
 #include "base/StringRes.h"
@@ -7,20 +7,12 @@
 
 #include <set>
 
-namespace {
-struct English {
-    English() : m_Old(g_StringENU) { g_StringENU = true; }
-    ~English() { g_StringENU = m_Old; }
-    bool m_Old;
-};
-}  // namespace
-
 TEST(DeviceCatalogue, EveryControllerCodeHasItsOwnLabel)
 {
-    English en;
+    g_StringENU = true;
     std::set<std::wstring> seen;
     for (int code = 0; code < CDev::controllerCount; ++code) {
-        DBString label = CDev(CDev::kindLiftController, code).TypLB();
+        const DBString label = CDev(CDev::kindLiftController, code).TypLB();
         EXPECT_FALSE(label.empty()) << code;
         EXPECT_EQ(label.find(L"ENU"), std::wstring::npos) << "missing text for code " << code;
         EXPECT_TRUE(seen.insert(label).second) << "label of code " << code << " repeats: " << label.ToStr();
@@ -35,7 +27,7 @@ TEST(DeviceCatalogue, EveryControllerCodeHasItsOwnLabel)
 
 TEST(DeviceCatalogue, UnknownCombinationsShowAsNumbers)
 {
-    English en;
+    g_StringENU = true;
     EXPECT_EQ(CDev(0, 137).TypLB(), L"(0) (137)");
     EXPECT_EQ(CDev(0, -1).TypLB(), L"(0) (-1)");
     EXPECT_EQ(CDev(16, 3).TypLB(), L"(16) (3)");
@@ -44,7 +36,7 @@ TEST(DeviceCatalogue, UnknownCombinationsShowAsNumbers)
 
 TEST(DeviceCatalogue, UnitsAreNamedByKindAndSubType)
 {
-    English en;
+    g_StringENU = true;
     EXPECT_EQ(CDev(12, 2).TypLB(), L"CM3");
     EXPECT_EQ(CDev(12, 1).TypLB(), L"LU (1)");
     EXPECT_EQ(CDev(14, 0).TypLB(), L"LU-7");
