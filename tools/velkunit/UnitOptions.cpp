@@ -48,7 +48,7 @@ bool Bytes(const std::string& text, char sep, size_t count, std::vector<int>& ou
     return out.size() == count;
 }
 
-struct Spec {
+struct OptionDef {
     const char* name;
     const char* arg;    // null: a switch
     const char* help;
@@ -88,9 +88,9 @@ std::function<bool(Options&, const std::string&)> Switch(bool Options::*field)
     };
 }
 
-const std::vector<Spec>& Table()
+const std::vector<OptionDef>& Table()
 {
-    static const std::vector<Spec> table = {
+    static const std::vector<OptionDef> table = {
         {"help", nullptr, "Show this text and stop.", Switch(&Options::help)},
         // The unit.
         {"ident", "N", "The unit's identifier, 1..9999899 (default: the one in the image, else 2).",
@@ -189,25 +189,25 @@ bool ParseOptions(const std::vector<std::string>& args, Options& out, std::strin
             name.resize(name.find('='));
         }
         name.erase(0, 2);
-        const Spec* spec = nullptr;
-        for (const Spec& s : Table())
-            if (name == s.name) spec = &s;
-        if (!spec) {
+        const OptionDef* def = nullptr;
+        for (const OptionDef& s : Table())
+            if (name == s.name) def = &s;
+        if (!def) {
             error = "unknown option --" + name;
             return false;
         }
-        if (spec->arg && !hasValue) {
+        if (def->arg && !hasValue) {
             if (i + 1 >= args.size()) {
-                error = "--" + name + " needs " + spec->arg;
+                error = "--" + name + " needs " + def->arg;
                 return false;
             }
             value = args[++i];
-        } else if (!spec->arg && hasValue) {
+        } else if (!def->arg && hasValue) {
             error = "--" + name + " takes no value";
             return false;
         }
-        if (!spec->set(o, value)) {
-            error = "--" + name + ": '" + value + "' is not acceptable (" + spec->help + ")";
+        if (!def->set(o, value)) {
+            error = "--" + name + ": '" + value + "' is not acceptable (" + def->help + ")";
             return false;
         }
     }
@@ -224,7 +224,7 @@ std::string HelpText()
         "Prints 'udp <port>' (then 'serial <path>', 'cloud <port>' and 'cloud-key <port>' when asked for)\n"
         "before anything else, then one log line per request. SIGINT or SIGTERM stops it.\n\n";
     constexpr size_t kIndent = 26, kWidth = 100;
-    for (const Spec& s : Table()) {
+    for (const OptionDef& s : Table()) {
         std::string line = std::string("  --") + s.name + (s.arg ? std::string(" ") + s.arg : "");
         line += line.size() < kIndent ? std::string(kIndent - line.size(), ' ') : "\n" + std::string(kIndent, ' ');
         // The help, wrapped at word boundaries under its own column.
