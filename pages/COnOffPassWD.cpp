@@ -1,6 +1,7 @@
 #include "pages/COnOffPassWD.h"
 
 #include <wx/dcclient.h>
+#include <wx/sizer.h>
 #include <wx/textctrl.h>
 
 COnOffPassWD::COnOffPassWD(wxWindow* parent, wxTextCtrl* target)
@@ -11,13 +12,46 @@ COnOffPassWD::COnOffPassWD(wxWindow* parent, wxTextCtrl* target)
     Bind(wxEVT_PAINT, &COnOffPassWD::OnPaint, this);
 }
 
-bool COnOffPassWD::IsTextVisible() const { return !m_Target->HasFlag(wxTE_PASSWORD); }
+bool COnOffPassWD::IsTextVisible() const { return m_Plain && m_Plain->IsShown(); }
+
+void COnOffPassWD::MakePlain()
+{
+    m_Plain = new wxTextCtrl(m_Target->GetParent(), wxID_ANY, wxEmptyString, wxDefaultPosition, m_Target->GetSize(),
+                             m_Target->GetWindowStyleFlag() & ~wxTE_PASSWORD);
+    m_Plain->SetName(m_Target->GetName() + " shown");
+    m_Plain->Hide();
+    m_Plain->Bind(wxEVT_TEXT, [this](wxCommandEvent&) { m_Target->SetValue(m_Plain->GetValue()); });
+    if (wxSizer* sizer = m_Target->GetContainingSizer()) {
+        wxSizerItem* item = sizer->GetItem(m_Target);
+        const wxSizerItemList& items = sizer->GetChildren();
+        size_t index = 0;
+        while (index < items.size() && items[index] != item) ++index;
+        sizer->Insert(index + 1, m_Plain, item->GetProportion(), item->GetFlag(), item->GetBorder());
+    }
+}
 
 void COnOffPassWD::Toggle()
 {
-    m_Target->SetWindowStyleFlag(m_Target->GetWindowStyleFlag() ^ wxTE_PASSWORD);
-    m_Target->Refresh();
+    if (!m_Plain) MakePlain();
+    const bool show = !m_Plain->IsShown();
+    if (show) m_Plain->ChangeValue(m_Target->GetValue());
+    m_Plain->Enable(m_Target->IsEnabled());
+    m_Target->Show(!show);
+    m_Plain->Show(show);
+    // The fields may sit in a static box whose sizer belongs to the page:
+    // lay out the first window up the chain that owns a sizer.
+    wxWindow* owner = m_Target->GetParent();
+    while (owner && !owner->GetSizer()) owner = owner->GetParent();
+    if (owner) owner->Layout();
     Refresh();
+}
+
+bool COnOffPassWD::Enable(bool enable)
+{
+    if (m_Plain) m_Plain->Enable(enable);
+    bool changed = wxWindow::Enable(enable);
+    Refresh();
+    return changed;
 }
 
 void COnOffPassWD::OnLeftDown(wxMouseEvent&) { Toggle(); }

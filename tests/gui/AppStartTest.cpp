@@ -7,6 +7,7 @@
 #include "app/VelkonfFrame.h"
 #include "base/IPv6.h"
 #include "base/StringRes.h"
+#include "pages/COnOffPassWD.h"
 
 #include <wx/bookctrl.h>
 #include <wx/button.h>
@@ -259,5 +260,30 @@ TEST(ConnectionPage, AddressFieldRefusesTextThatIsNoAddress)
     EXPECT_TRUE(page->m_EditIP->GetValidator()->TransferFromWindow());
     page->m_EditIP->GetValidator()->TransferToWindow();
     EXPECT_EQ(page->m_EditIP->GetValue(), "10.1.2.3") << "mapped addresses show as IPv4";
+    CloseAndExit(ClickClose);
+}
+
+TEST(ConnectionPage, TheEyeShowsTheKeyAndWhatIsTypedThereIsTheKey)
+{
+    ASSERT_TRUE(gui::StartApp({"-l::1"}));   // the IP method: the key field is enabled
+    CConnect* page = Frame()->m_Connect;
+    page->m_EditKey->ChangeValue("secret12");
+    page->m_ShowKey->Toggle();
+    EXPECT_TRUE(page->m_ShowKey->IsTextVisible());
+    auto* shown = static_cast<wxTextCtrl*>(page->FindWindow("key shown"));
+    ASSERT_NE(shown, nullptr);
+    EXPECT_TRUE(shown->IsShown());
+    EXPECT_FALSE(shown->HasFlag(wxTE_PASSWORD));
+    EXPECT_FALSE(page->m_EditKey->IsShown());
+    EXPECT_EQ(shown->GetValue(), "secret12");
+    shown->SetValue("a1b2c3d4e");
+    ASSERT_TRUE(page->TransferDataFromWindow());
+    EXPECT_EQ(page->m_Key, "a1b2c3d4e");
+    page->DisableInput();
+    EXPECT_FALSE(shown->IsEnabled()) << "the shown key follows the field's state";
+    page->EnableInput();
+    page->m_ShowKey->Toggle();
+    EXPECT_FALSE(page->m_ShowKey->IsTextVisible());
+    EXPECT_TRUE(page->m_EditKey->IsShown());
     CloseAndExit(ClickClose);
 }
