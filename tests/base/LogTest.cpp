@@ -12,6 +12,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include "support/WaitUntil.h"
+
 #include <fstream>
 #include <functional>
 #include <vector>
@@ -19,7 +21,6 @@
 namespace fs = std::filesystem;
 
 namespace velktest {   // ThreadTest.cpp
-bool WaitUntil(const std::function<bool()>& done);
 bool Like(const char* text, const char* pattern);
 }  // namespace velktest
 
@@ -46,7 +47,7 @@ std::vector<std::string> Written(CBaseLog& log, const std::string& file)
 {
     log.PutDirect(std::string("marker"));
     std::vector<std::string> lines;
-    EXPECT_TRUE(velktest::WaitUntil([&] {
+    EXPECT_TRUE(WaitUntil([&] {
         lines = ReadLines(file);
         return !lines.empty() && lines.back() == "marker";
     })) << file;
@@ -208,13 +209,13 @@ TEST(LogFailures, FailuresAreReportedOnStandardOutputAndTheNextLineTriesAgain)
     testing::internal::CaptureStdout();
     EXPECT_FALSE(log.Open("C", "log"));
     log.PutUtf8("lost");
-    EXPECT_TRUE(velktest::WaitUntil([&] { return log.errors == 2; }));
+    EXPECT_TRUE(WaitUntil([&] { return log.errors == 2; }));
     // The folder now exists, but the file is a device with no room.
     fs::remove(home.Sub("VELK"));
     fs::create_directories(dir);
     fs::create_symlink("/dev/full", File(dir, 1));
     log.PutUtf8("no room");
-    EXPECT_TRUE(velktest::WaitUntil([&] { return log.errors == 3; }));
+    EXPECT_TRUE(WaitUntil([&] { return log.errors == 3; }));
     fs::remove(File(dir, 1));
     log.PutUtf8("back");
     const auto lines = Written(log, File(dir, 1));

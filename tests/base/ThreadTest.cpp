@@ -4,6 +4,7 @@
 // lower bounds that a slow machine cannot break, and upper bounds only where
 // a fault would add a whole interval.
 #include "base/BasePoolThread.h"
+#include "support/WaitUntil.h"
 #include "base/StringQueue.h"
 
 #include <gtest/gtest.h>
@@ -18,17 +19,6 @@
 
 // Shared with the log tests of this executable.
 namespace velktest {
-// Polls for a condition with a deadline far beyond any normal wait.
-bool WaitUntil(const std::function<bool()>& done)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
-
 // The text matches the pattern, in which '#' stands for a digit and '*' for
 // any run of characters. (std::regex draws false warnings from g++ 12 in the
 // sanitizer builds.)
@@ -42,7 +32,6 @@ bool Like(const char* text, const char* pattern)
 }  // namespace velktest
 
 using velktest::Like;
-using velktest::WaitUntil;
 
 namespace {
 

@@ -47,7 +47,7 @@ TEST(DispExchange, AFullWindowHoldsTheEighthPacketAndMergesWhatQueuesBehindIt)
 
     // The window gives nothing up for 4 s: ident 8 must not appear meanwhile.
     ASSERT_TRUE(WaitUntil([&] { return pair.a.SendsOf(7) > 0; }));
-    EXPECT_FALSE(WaitUntil([&] { return pair.a.SendsOf(8) > 0; }, 1));
+    EXPECT_FALSE(WaitUntil([&] { return pair.a.SendsOf(8) > 0; }, std::chrono::seconds(1)));
 
     pair.b.Lose(nullptr);
     ASSERT_TRUE(WaitUntil([&] { return pair.b.Received() == 28; }));
@@ -87,7 +87,7 @@ TEST(DispExchange, IdentsWrapFrom255To1AndEveryPacketStillArrives)
 {
     LoopbackPair pair;
     for (int i = 0; i < 258; ++i) pair.a.SendMes(IndexMes(i, 300));
-    ASSERT_TRUE(WaitUntil([&] { return pair.b.Received() == 258; }, 120));
+    ASSERT_TRUE(WaitUntil([&] { return pair.b.Received() == 258; }, std::chrono::seconds(120)));
     auto log = pair.b.log.Lock();
     EXPECT_EQ(log->received, Range(0, 258));
     EXPECT_EQ(std::vector<int>(log->packets.begin() + 253, log->packets.end()), (std::vector<int>{254, 255, 1, 2, 3}));
@@ -124,7 +124,7 @@ TEST(DispExchange, EveryMessageArrivesOnceThroughTwentyPercentLossBothWays)
     });
     for (int i = 0; i < count; ++i) pair.a.SendMes(IndexMes(i, 4 + (i * 7) % 60));
     other.join();
-    ASSERT_TRUE(WaitUntil([&] { return pair.a.Received() == count && pair.b.Received() == count; }, 120));
+    ASSERT_TRUE(WaitUntil([&] { return pair.a.Received() == count && pair.b.Received() == count; }, std::chrono::seconds(120)));
 
     for (TestSession* s : {&pair.a, &pair.b}) {
         auto log = s->log.Lock();

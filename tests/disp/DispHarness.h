@@ -3,6 +3,7 @@
 // record what passes through them; a session can lose datagrams on the way out.
 #include "base/BasePoolThread.h"
 #include "base/IPv6.h"
+#include "support/WaitUntil.h"
 #include "disp/CReceivDisp.h"
 #include "disp/CSendDisp.h"
 #include "link/CIdeaKey.h"
@@ -20,15 +21,6 @@
 namespace disptest {
 
 using Bytes = std::vector<unsigned char>;
-
-// Polls for a condition with a deadline far beyond any normal wait.
-inline bool WaitUntil(const std::function<bool()>& done, int seconds = 30)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (!done() && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return done();
-}
 
 // A record written by the product's threads and read by the test. Lock()->
 // holds the mutex to the end of the statement.

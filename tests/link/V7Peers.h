@@ -5,6 +5,7 @@
 #include "base/BasePoolThread.h"
 #include "base/IPv6.h"
 #include "base/StringRes.h"
+#include "support/WaitUntil.h"
 #include "link/CReceivV7.h"
 #include "link/CSendV7.h"
 
@@ -33,16 +34,6 @@ inline const CIdentV7 kUnit(1234, 0);        // an LU
 inline const CIdentV7 kProg(10000001, 0);    // a configurator
 
 inline CKeySys LinkKey() { CKeySys key; key.SetDefault(); return key; }
-
-// Waits until `done` holds, checking every millisecond; false after `limit`.
-inline bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 20s)
-{
-    for (const auto end = Clock::now() + limit; !done();) {
-        if (Clock::now() > end) return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
 
 // A sequenced request carrying a number.
 inline CPackV7 Numbered(uint32_t n, int ask = CPackV7::askNVRAM)

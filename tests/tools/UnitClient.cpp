@@ -56,15 +56,6 @@ bool IsCM3OrV7(int typLB, int typLBSub) { return (typLBSub == 2 && typLB == 12) 
 
 }  // namespace
 
-bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit)
-{
-    for (const auto end = Clock::now() + limit; !done();) {
-        if (Clock::now() > end) return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
-
 // ---------------------------------------------------------------- the program
 
 Simulator::Simulator(const std::vector<std::string>& args)

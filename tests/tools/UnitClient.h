@@ -11,6 +11,7 @@
 #include "link/CReceivV7.h"
 #include "link/CSendV7.h"
 #include "link/InpQueuePackV7.h"
+#include "support/WaitUntil.h"
 
 #include <chrono>
 #include <functional>
@@ -26,8 +27,6 @@ namespace unittest {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// Checks every millisecond until `done` holds; false after `limit`.
-bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = 20s);
 
 // velkunit started with `args`; its standard output is collected line by
 // line, and the header lines tell its ports and its serial path.
