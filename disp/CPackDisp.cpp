@@ -1,25 +1,13 @@
 #include "disp/CPackDisp.h"
 
+#include "base/Crc16.h"
 #include "link/CIdeaCtx.h"
 #include "link/CIdeaKey.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 namespace {
-
-constexpr std::array<uint16_t, 256> MakeCrcTable()
-{
-    std::array<uint16_t, 256> t{};
-    for (int i = 0; i < 256; ++i) {
-        uint16_t r = static_cast<uint16_t>(i << 8);
-        for (int k = 0; k < 8; ++k) r = static_cast<uint16_t>(r & 0x8000 ? r << 1 ^ 0x1021 : r << 1);
-        t[i] = r;
-    }
-    return t;
-}
-constexpr auto kCrcTable = MakeCrcTable();
 
 constexpr int kVersion = 0x10;   // high nibble of byte 3
 constexpr int kBlock = 8;
@@ -28,12 +16,7 @@ unsigned char RandByte() { return static_cast<unsigned char>(CIdeaKey::rand()); 
 
 }  // namespace
 
-uint16_t CPackDisp::Crc16(const unsigned char* data, int len)
-{
-    uint16_t crc = 0;
-    for (int i = 0; i < len; ++i) crc = static_cast<uint16_t>(crc << 8 ^ kCrcTable[(crc >> 8 ^ data[i]) & 0xFF]);
-    return crc;
-}
+uint16_t CPackDisp::Crc16(const unsigned char* data, int len) { return ::Crc16(data, len); }
 
 CPackDisp::CPackDisp() { Clear(); }
 

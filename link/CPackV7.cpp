@@ -1,5 +1,6 @@
 #include "link/CPackV7.h"
 
+#include "base/Crc16.h"
 #include "base/Secrets.h"
 #include "link/CIdeaCtx.h"
 #include "link/CMes.h"
@@ -21,19 +22,6 @@ constexpr std::array<unsigned char, 256> MakeStep3()
     }
     return t;
 }
-
-constexpr std::array<unsigned short, 256> MakeCrc16Table()
-{
-    std::array<unsigned short, 256> t{};
-    for (int i = 0; i < 256; ++i) {
-        unsigned crc = static_cast<unsigned>(i) << 8;
-        for (int b = 0; b < 8; ++b) crc = (crc & 0x8000) ? (crc << 1) ^ 0x1021 : crc << 1;
-        t[i] = static_cast<unsigned short>(crc);
-    }
-    return t;
-}
-
-constexpr std::array<unsigned short, 256> kCrc16 = MakeCrc16Table();
 
 // Where ChanCod starts in the key: the nonce rotated left by 2 within a byte.
 int KeyStart(unsigned r) { return static_cast<int>(((r << 2) | (r >> 6)) & 0x0F); }
@@ -230,12 +218,7 @@ bool CPackV7::IsOnOffGGS() const
     return m_Typ == packAsk && m_DirAsk == 1 && (m_Ask == askGgs65 || m_Ask == askGgs66);
 }
 
-unsigned short CPackV7::CRC16(const unsigned char* data, int len)
-{
-    unsigned crc = 0;
-    for (int i = 0; i < len; ++i) crc = (crc << 8) ^ kCrc16[((crc >> 8) ^ data[i]) & 0xFF];
-    return static_cast<unsigned short>(crc);
-}
+unsigned short CPackV7::CRC16(const unsigned char* data, int len) { return Crc16(data, len); }
 
 unsigned char CPackV7::CRC8(const unsigned char* data, int len)
 {
