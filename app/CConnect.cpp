@@ -20,6 +20,7 @@
 #include <dirent.h>
 
 #include <memory>
+#include <vector>
 
 namespace {
 constexpr int kTimerId = 6000;
@@ -156,6 +157,12 @@ void CConnect::Enable()
     m_EditIdent->Enable(typ > 0);
 }
 
+std::vector<wxWindow*> CConnect::Inputs() const
+{
+    return {m_RadioUSB, m_RadioIP,   m_RadioCloud, m_RadioCloudKey, m_BtnConnect, m_ComboPort,
+            m_EditIP,   m_EditPort,  m_EditKey,    m_ShowKey,       m_EditIdent};
+}
+
 void CConnect::StopProgress()
 {
     m_Timer.Stop();
@@ -168,20 +175,14 @@ void CConnect::StopProgress()
 
 void CConnect::EnableInput()
 {
-    for (wxWindow* w : std::initializer_list<wxWindow*>{m_RadioUSB, m_RadioIP, m_RadioCloud, m_RadioCloudKey,
-                                                        m_BtnConnect, m_ComboPort, m_EditIP, m_EditPort,
-                                                        m_EditKey, m_ShowKey, m_EditIdent})
-        w->Enable();
+    for (wxWindow* w : Inputs()) w->Enable();
     StopProgress();
     Enable();
 }
 
 void CConnect::DisableInput()
 {
-    for (wxWindow* w : std::initializer_list<wxWindow*>{m_RadioUSB, m_RadioIP, m_RadioCloud, m_RadioCloudKey,
-                                                        m_BtnConnect, m_ComboPort, m_EditIP, m_EditPort,
-                                                        m_EditKey, m_ShowKey, m_EditIdent})
-        w->Disable();
+    for (wxWindow* w : Inputs()) w->Disable();
 }
 
 void CConnect::EnableButton()

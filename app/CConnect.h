@@ -8,6 +8,8 @@
 
 #include <netinet/in.h>
 
+#include <vector>
+
 class COnOffPassWD;
 class wxButton;
 class wxComboBox;
@@ -66,5 +68,7 @@ public:
 
 private:
     void SelectMethod(int typConnect);
+    // Every control of the page, the connect button included.
+    std::vector<wxWindow*> Inputs() const;
     void StopProgress();
 };

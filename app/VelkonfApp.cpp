@@ -37,10 +37,7 @@ bool VelkonfApp::OnInit()
 {
     try {
         StartUp();
-    } catch (const ErrorXML& e) {
-        std::fprintf(stderr, "Velkonf: cannot start: %s\n", e.what());
-        return false;
-    } catch (const std::exception& e) {
+    } catch (const std::exception& e) {   // ErrorXML included
         std::fprintf(stderr, "Velkonf: cannot start: %s\n", e.what());
         return false;
     }

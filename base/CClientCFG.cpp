@@ -62,7 +62,6 @@ void CClientCFG::XMLLoadFile()
         struct stat st {};
         // A missing file is the normal first run, not a problem to report.
         if (stat(path.c_str(), &st) == 0) m_Doc = xmlReadFile(path.c_str(), nullptr, kParseOptions);
-        else m_LoadProblem.clear();
         if (!m_Doc) m_Doc = xmlReadDoc(reinterpret_cast<const xmlChar*>(kSkeleton), nullptr, nullptr, kParseOptions);
     }
     if (!m_Doc) throw ErrorXML(41083);
