@@ -191,3 +191,12 @@ void VelkonfApp::CloseByRequest()
     // would be none, and the program would hang on.
     WakeUpIdle();
 }
+
+// Interim: the carriers are wired in with the connect procedures.
+void VelkonfApp::Put(CPackV7&) {}
+
+CIdentV7 VelkonfApp::OwnIdent() const { return CIdentV7(0, 1); }
+
+CIdentV7 VelkonfApp::UnitIdent() const { return CIdentV7(0, 0); }
+
+CPackV7 VelkonfApp::NewPack() const { return CPackV7(OwnIdent(), UnitIdent()); }

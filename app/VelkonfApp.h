@@ -12,6 +12,9 @@
 #include "base/CPortLog.h"
 #include "base/DBString.h"
 #include "link/CIdeaKey.h"
+#include "link/CIdentV7.h"
+#include "link/InpQueuePackV7.h"
+#include "unit/CUnitLB.h"
 
 #include <wx/app.h>
 
@@ -27,7 +30,9 @@ class wxCommandEvent;
 
 inline constexpr char Version[] = "v1.0.6";
 
-class VelkonfApp : public wxApp {
+// The unit's image, kind and feature bits (CUnitLB) are the application's
+// own members, as the pages know them: wxGetApp().m_NVRAM.
+class VelkonfApp : public wxApp, public CUnitLB {
 public:
     VelkonfApp();
 
@@ -37,9 +42,14 @@ public:
     // $HOME/VELK/logs/Velkonf/
     std::string PathLogs() const { return ::PathLogs(); }
 
-    bool IsV7() const { return m_TypLB == 14; }
-    bool IsCM3OrV7() const { return (m_TypLBSub == 2 && m_TypLB == 12) || m_TypLB == 14; }
-    bool IsKnovDev() const { return m_TypLBSub != 0; }
+    // Every packet for the unit leaves here: the serial line on USB, the
+    // UDP sender otherwise.
+    void Put(CPackV7& pack);
+    // The identifiers of a request: from this program to the unit.
+    CIdentV7 OwnIdent() const;
+    CIdentV7 UnitIdent() const;
+    // A packet addressed from this program to the unit, for SetAsk.
+    CPackV7 NewPack() const;
 
     // The wait event: a receive thread raises it when the unit has answered;
     // a connect procedure waits for it while the user interface keeps running.
@@ -81,8 +91,7 @@ public:
     CPortLog m_PortLog;              // traffic with the unit
     CBadLog m_BadLog;                // events and errors
     CDispLog m_DispLog;              // traffic with the dispatcher tools
-    int m_TypLBSub = 0;              // unit hardware sub-type; 0 = no information reply yet
-    int m_TypLB = 0;                 // unit type
+    InpQueuePackV7 m_InpQueue;       // packets on their way to OnMngPack
     std::atomic<VelkonfFrame*> m_Frame{nullptr};
 
     std::mutex m_WaitMutex;

@@ -1,0 +1,2 @@
+#include "unit/StatusLB.h"
+// Decoders arrive in the next commit.
