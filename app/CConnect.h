@@ -8,7 +8,10 @@
 
 #include <netinet/in.h>
 
+#include <string>
 #include <vector>
+
+class CUnitLB;
 
 class COnOffPassWD;
 class wxButton;
@@ -40,10 +43,20 @@ public:
     void OnBnClickedSelCloud(wxCommandEvent& event);
     void OnBnClickedSelCloudKey(wxCommandEvent& event);
     void OnCbnDropdownComPort(wxCommandEvent& event);
+    // Connects by the chosen method, or disconnects the running one.
+    void OnBnClickedConnect(wxCommandEvent& event);
+    // The read of the unit's image: askInfo, eight reads, askStatus.
+    void OnBnClickedRead();
+    void OnTimerConnect(wxTimerEvent& event);
+    // A reply of the read has been taken; the progress shows how many.
+    void CountReply(const CUnitLB& unit);
 
     // Names under the USB serial folder, "." and ".." left out; an absent
     // folder gives none.
     static wxArrayString ListSerialPorts(const char* folder);
+    // The device of a port name: a name of the USB serial folder, or an
+    // absolute path as it is.
+    static std::string PortPath(const wxString& name);
 
     wxTimer m_Timer;
     wxString m_ComPort;
@@ -65,9 +78,30 @@ public:
     wxTextCtrl* m_EditIdent = nullptr;
     wxStaticText* m_TextErr = nullptr;
     wxProgressDialog* m_Progress = nullptr;
+    int m_Replies = 0;               // replies of the running read
+    int m_Expected = 11;             // replies the read calls for, once askInfo tells
 
 private:
     void SelectMethod(int typConnect);
+    void ConnectUSB();
+    void ConnectIP();
+    void ConnectCloud();
+    // False when the key was refused (nothing else happens then).
+    bool ConnectCloudKey();
+    // Validate and TransferDataFromWindow.
+    bool TakeInput();
+    // The key of an IP or cloud-key connection into the receiver; false for
+    // a key the cloud-key rules refuse (reported already).
+    bool TakeKey(bool cloudRules);
+    // Own identifier, unit identifier, the carrier started.
+    void StartNet(const in6_addr& addr, int port, bool byCloud);
+    void StopNet();
+    void Head();
+    void Start();
+    void Tail();
+    void SaveSettings();
+    void RefreshPorts(wxCommandEvent& event);
+    wxString ProgressText() const;
     // Every control of the page, the connect button included.
     std::vector<wxWindow*> Inputs() const;
     void StopProgress();

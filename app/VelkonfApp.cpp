@@ -26,8 +26,14 @@
 #include <ctime>
 #include <locale>
 
-VelkonfApp::VelkonfApp() : m_CloudHost(Secrets::CloudHost), m_Pool("VelkonfApp", false, &m_BadLog)
+VelkonfApp::VelkonfApp()
+    : m_CloudHost(Secrets::CloudHost),
+      m_Pool("VelkonfApp", false, &m_BadLog),
+      m_ReceivNet(*this, &m_Pool),
+      m_SendNet(*this, &m_Pool, m_ReceivNet),
+      m_PortNVRAM(*this, &m_Pool)
 {
+    m_ReceivNet.SetSend(&m_SendNet);
     Bind(MNG_PACK, &VelkonfApp::OnFrameEvent, this);
     Bind(NO_LINK, &VelkonfApp::OnFrameEvent, this);
     Bind(VELK_CLR_UTIL, &VelkonfApp::OnFrameEvent, this);
@@ -89,6 +95,7 @@ void VelkonfApp::StartUp()
 
     // The channel coding draws its nonce from rand(): a different series per run.
     CPackV7::SeedNonce();
+    m_UniqueIdent.SetUnique();
     m_CloudKey.Set2(L"", L"Guest", DBString().Md5Hash().c_str(), Secrets::GuestKey.data());
 
     SetSignalHandler(SIGTERM, [](int) { wxGetApp().CloseByRequest(); });
@@ -131,6 +138,9 @@ void VelkonfApp::ParseArgument(const std::string& arg)
 
 int VelkonfApp::OnExit()
 {
+    m_PortNVRAM.Close();
+    m_SendNet.Stop();
+    m_ReceivNet.Stop();
     CBadLog::SetBoxHandler(nullptr);
     m_PortLog.Close();
     m_DispLog.Close();
@@ -192,11 +202,22 @@ void VelkonfApp::CloseByRequest()
     WakeUpIdle();
 }
 
-// Interim: the carriers are wired in with the connect procedures.
-void VelkonfApp::Put(CPackV7&) {}
+void VelkonfApp::Put(CPackV7& pack)
+{
+    if (m_TypConnect != typConnectUSB) m_SendNet.Put(pack);
+    else m_PortNVRAM.Put(pack);
+}
 
-CIdentV7 VelkonfApp::OwnIdent() const { return CIdentV7(0, 1); }
+CIdentV7 VelkonfApp::OwnIdent() const { return m_TypConnect == typConnectUSB ? CIdentV7(0, 1) : m_ReceivNet.m_Ident; }
 
-CIdentV7 VelkonfApp::UnitIdent() const { return CIdentV7(0, 0); }
+CIdentV7 VelkonfApp::UnitIdent() const { return m_TypConnect == typConnectUSB ? CIdentV7(0, 0) : m_SendNet.m_Ident; }
 
 CPackV7 VelkonfApp::NewPack() const { return CPackV7(OwnIdent(), UnitIdent()); }
+
+void VelkonfApp::TakePack(const CPackV7& pack)
+{
+    m_InpQueue.Put(pack);
+    PostToFrame(MNG_PACK);
+}
+
+void VelkonfApp::LostLink() { PostToFrame(NO_LINK); }

@@ -14,6 +14,9 @@
 #include "link/CIdeaKey.h"
 #include "link/CIdentV7.h"
 #include "link/InpQueuePackV7.h"
+#include "unit/CLinkHost.h"
+#include "unit/CPortNVRAM.h"
+#include "unit/CSendNet.h"
 #include "unit/CUnitLB.h"
 
 #include <wx/app.h>
@@ -30,9 +33,10 @@ class wxCommandEvent;
 
 inline constexpr char Version[] = "v1.0.6";
 
-// The unit's image, kind and feature bits (CUnitLB) are the application's
-// own members, as the pages know them: wxGetApp().m_NVRAM.
-class VelkonfApp : public wxApp, public CUnitLB {
+// The unit's image, kind and feature bits (CUnitLB) and the flags of the
+// connection (CLinkHost) are the application's own members, as the pages and
+// the connect procedures know them: wxGetApp().m_NVRAM, m_TypConnect.
+class VelkonfApp : public wxApp, public CUnitLB, public CLinkHost {
 public:
     VelkonfApp();
 
@@ -53,7 +57,7 @@ public:
 
     // The wait event: a receive thread raises it when the unit has answered;
     // a connect procedure waits for it while the user interface keeps running.
-    void SetEventWaitWho();
+    void SetEventWaitWho() override;
     void ResetEventWaitWho();
     bool WaitEventWaitWho(int seconds);
 
@@ -82,21 +86,29 @@ public:
     int m_CloudKeyPort = 4997;       // cloud port of the key method
     bool m_UseCloudKey = false;      // -u: the key method for an address given by -l
     CIdeaKey m_CloudKey;             // key of the cloud server's guest account
-    int m_TypConnect = 0;            // 0 USB, 1 IP, 2 cloud by buttons, 3 cloud by key
     bool m_DefKey = false;           // the link runs on the default key
     bool m_KeyEntered = false;       // a new key was entered on the System page
-    std::atomic<bool> m_CloudFound{false};   // the cloud server answered (buttons method)
-    std::atomic<bool> m_LUFound{false};      // the cloud server has reported the unit
     PoolThread m_Pool;               // every worker procedure runs here
     CPortLog m_PortLog;              // traffic with the unit
     CBadLog m_BadLog;                // events and errors
     CDispLog m_DispLog;              // traffic with the dispatcher tools
+    CReceivNet m_ReceivNet;          // the UDP socket to the unit or the cloud server
+    CSendNet m_SendNet;              // the unit, on UDP
+    CPortNVRAM m_PortNVRAM;          // the unit, on the serial line
+    CIdentV7 m_UniqueIdent;          // this run's program identifier, new at each network connect
     InpQueuePackV7 m_InpQueue;       // packets on their way to OnMngPack
     std::atomic<VelkonfFrame*> m_Frame{nullptr};
 
     std::mutex m_WaitMutex;
     std::atomic<int> m_WaitFlag{0};
     std::condition_variable m_WaitCond;
+
+    // CLinkHost: the carriers' reports reach the frame as posted events.
+    bool IsTaking() const override { return m_Frame.load() != nullptr; }
+    void TakePack(const CPackV7& pack) override;
+    void LostLink() override;
+    CBadLog& BadLog() override { return m_BadLog; }
+    CPortLog& PortLog() override { return m_PortLog; }
 
 private:
     void StartUp();

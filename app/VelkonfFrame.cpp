@@ -2,6 +2,19 @@
 
 #include "app/CConnect.h"
 #include "app/VelkonfApp.h"
+#include "app/VelkonfEvents.h"
+#include "catalogue/CDev.h"
+#include "pages/CDescriptor.h"
+#include "pages/CDirect.h"
+#include "pages/CG4.h"
+#include "pages/CLink.h"
+#include "pages/CMQTT.h"
+#include "pages/COwn.h"
+#include "pages/CRIN.h"
+#include "pages/CStatistic.h"
+#include "pages/CSystem.h"
+#include "pages/CVoice.h"
+#include "pages/CWiFi.h"
 #include "pages/WxText.h"
 
 #include <wx/aboutdlg.h>
@@ -9,7 +22,10 @@
 #include <wx/button.h>
 #include <wx/config.h>
 #include <wx/menu.h>
+#include <wx/msgdlg.h>
 #include <wx/sizer.h>
+
+#include <ctime>
 
 #include "app/velkonf.xpm"
 
@@ -18,6 +34,12 @@ constexpr int kTimerLinkId = 5999;
 constexpr int kKeepAliveMs = 20000;
 // The tools of the Additional functions menu; each item's id is its text's.
 constexpr int kToolIds[] = {10263, 10264, 10265, 10266, 10267, 10268};
+// Seconds from 1900 to the Unix epoch: the keep-alive carries NTP time.
+constexpr long long kNtpEpoch = 2208988800LL;
+constexpr int kData = 14;   // data byte 0 of a reply
+
+void ErrorBox(unsigned short id) { wxMessageBox(_W_(id), "Velkonf", wxOK | wxICON_ERROR); }
+
 }  // namespace
 
 // clang-format off
@@ -25,7 +47,11 @@ wxBEGIN_EVENT_TABLE(VelkonfFrame, wxPropertySheetDialog)
     EVT_CLOSE(VelkonfFrame::OnClose)
     EVT_BUTTON(wxID_CLOSE, VelkonfFrame::OnCloseButton)
     EVT_BUTTON(wxID_HELP, VelkonfFrame::OnAbout)
+    EVT_BUTTON(wxID_APPLY, VelkonfFrame::OnApply)
     EVT_BUTTON(wxID_NO, VelkonfFrame::OnMoreUtil)
+    EVT_TIMER(kTimerLinkId, VelkonfFrame::OnTimerSendLink)
+    EVT_COMMAND(wxID_ANY, MNG_PACK, VelkonfFrame::OnMngPack)
+    EVT_COMMAND(wxID_ANY, NO_LINK, VelkonfFrame::OnNoLink)
 wxEND_EVENT_TABLE()
 // clang-format on
 
@@ -46,8 +72,33 @@ VelkonfFrame::VelkonfFrame() : m_TimerLink(this, kTimerLinkId)
     // here is cancelled.
     SetEscapeId(wxID_CLOSE);
 
-    m_Connect = new CConnect(GetBookCtrl());
+    wxBookCtrlBase* book = GetBookCtrl();
+    m_Connect = new CConnect(book);
     m_Connect->Init();
+    m_System = new CSystem(book);
+    m_System->Init();
+    m_Voice = new CVoice(book);
+    m_Voice->Init();
+    m_Link = new CLink(book);
+    m_Link->Init();
+    m_Own = new COwn(book);
+    m_Own->Init();
+    m_Direct = new CDirect(book);
+    m_Direct->Init();
+    m_Statistic = new CStatistic(book);
+    m_Statistic->Init();
+    m_Descriptor = new CDescriptor(book);
+    m_Descriptor->Init();
+    m_WiFi = new CWiFi(book);
+    m_WiFi->Init();
+    m_RIN = new CRIN(book);
+    m_RIN->Init();
+    m_MQTT = new CMQTT(book);
+    m_MQTT->Init();
+    m_G4 = new CG4(book);
+    m_G4->Init();
+    // Pages out of the book stay alive but must not show over the book.
+    for (const PageEntry& e : ParamPages()) e.page->Hide();
     GetBookCtrl()->AddPage(m_Connect, _W_(10007), true);
 
     GetBookCtrl()->Bind(wxEVT_NOTEBOOK_PAGE_CHANGING, &VelkonfFrame::OnPageChanging, this);
@@ -119,7 +170,9 @@ void VelkonfFrame::StopLink() { m_TimerLink.Stop(); }
 void VelkonfFrame::RemovePage(PropertySheetPanel* page)
 {
     int index = FindPage(page);
-    if (index != wxNOT_FOUND) GetBookCtrl()->RemovePage(static_cast<size_t>(index));
+    if (index == wxNOT_FOUND) return;
+    GetBookCtrl()->RemovePage(static_cast<size_t>(index));
+    page->Hide();   // out of the book, it would show over it
 }
 
 void VelkonfFrame::OnClose(wxCloseEvent&) { Destroy(); }
@@ -163,4 +216,242 @@ void VelkonfFrame::OnPageChanged(wxBookCtrlEvent& event)
     if (cur == wxNOT_FOUND) return;
     if (auto* page = dynamic_cast<PropertySheetPanel*>(GetBookCtrl()->GetPage(static_cast<size_t>(cur))))
         page->SetActive();
+}
+
+std::vector<VelkonfFrame::PageEntry> VelkonfFrame::ParamPages() const
+{
+    const VelkonfApp& app = wxGetApp();
+    wxConfigBase* cfg = wxConfigBase::Get();
+    cfg->SetPath("/Param");
+    const bool openLink = cfg->ReadLong("OpenLink", 0) != 0;
+    return {
+        {m_System, _W_(10153), true},
+        {m_Voice, _W_(10154), true},
+        {m_Link, _W_(10155), openLink},
+        {m_Own, _W_(10156), true},
+        {m_WiFi, _W_(10157), app.IsV7()},
+        {m_RIN, _W_(10158), app.IsV7()},
+        {m_MQTT, _W_(10159), app.m_FeatMQTT},
+        {m_G4, "4G", app.m_Feat4G},
+        {m_Direct, _W_(10160), true},
+        {m_Statistic, _W_(10161), true},
+        {m_Descriptor, _W_(10162), true},
+    };
+}
+
+bool VelkonfFrame::AddParam()
+{
+    // A late reply must not add the pages twice.
+    if (GetBookCtrl()->GetPageCount() != 1) return true;
+    m_BtnMore->Enable();
+    m_Connect->EnableButton();
+    bool first = true;
+    for (const PageEntry& e : ParamPages()) {
+        if (!e.shown) continue;
+        e.page->Show();   // the toolkit's book will not select a hidden page
+        GetBookCtrl()->AddPage(e.page, e.text, first);
+        first = false;
+    }
+    VelkonfApp& app = wxGetApp();
+    app.m_BadLog.PutUtf8("OwnIdent=" + app.OwnIdent().GetString().ToStr());
+    return true;
+}
+
+bool VelkonfFrame::RemoveParam()
+{
+    if (GetBookCtrl()->GetPageCount() < 2) return true;
+    for (const PageEntry& e : ParamPages())
+        if (e.shown) RemovePage(e.page);
+    return true;
+}
+
+void VelkonfFrame::OnTimerSendLink(wxTimerEvent&)
+{
+    VelkonfApp& app = wxGetApp();
+    CPackV7 pack = app.NewPack();
+    const uint32_t t = static_cast<uint32_t>(std::time(nullptr) + kNtpEpoch);
+    unsigned char body[4] = {static_cast<unsigned char>(t), static_cast<unsigned char>(t >> 8),
+                             static_cast<unsigned char>(t >> 16), static_cast<unsigned char>(t >> 24)};
+    pack.SetLink(CPackV7::packLinkAlive, body, 4);
+    app.m_SendNet.SendSocket(pack);
+}
+
+// ---------------------------------------------------------------- saving
+
+bool VelkonfFrame::CheckSave()
+{
+    VelkonfApp& app = wxGetApp();
+    int sel = GetBookCtrl()->GetSelection();
+    if (sel != wxNOT_FOUND) {
+        auto* page = dynamic_cast<PropertySheetPanel*>(GetBookCtrl()->GetPage(static_cast<size_t>(sel)));
+        if (page && !page->KillActive()) return false;
+    }
+    if (app.m_DefKey && !app.m_KeyEntered) {
+        ErrorBox(10008);
+        return false;
+    }
+    if (app.m_FeatTimeZone && m_System->m_TimeZone >= 50) {
+        ErrorBox(10041);
+        return false;
+    }
+    if (app.m_NVRAM.GetEth(0x1B) != 0) {
+        // Static connect only: the unit then needs a link record in use.
+        const int end = app.IsCM3OrV7() ? 0x300 : 0x280;
+        int used = 0;
+        for (int adr = 0x200; adr < end; adr += 0x20)
+            if (app.m_NVRAM.GetEth(adr) < 3) ++used;
+        if (used == 0) {
+            ErrorBox(10036);
+            return false;
+        }
+        wxMessageBox(_W_(10037), "Velkonf", wxOK | wxICON_ERROR);
+    }
+    return true;
+}
+
+void VelkonfFrame::OnApply(wxCommandEvent&)
+{
+    if (!CheckSave()) return;
+    if (wxMessageBox(_W_(10009), "Velkonf", wxYES_NO | wxICON_QUESTION) != wxYES) return;
+    VelkonfApp& app = wxGetApp();
+    CPackV7 pack = app.NewPack();
+    int sent = app.SendSave(pack, [&app](CPackV7& p) { app.Put(p); });
+    app.m_BadLog.PutFormat(L"Save: %d chunks and askRestart", sent);
+    m_BtnSave->Disable();
+}
+
+// ---------------------------------------------------------------- the unit's packets
+
+void VelkonfFrame::OnNoLink(wxCommandEvent&) { m_Connect->ShowErr(_W_(10048)); }
+
+void VelkonfFrame::OnMngPack(wxCommandEvent&)
+{
+    CPackV7 pack;
+    while (wxGetApp().m_InpQueue.Read(pack)) {
+        if (m_Destroyed) continue;   // a refusal ended the program: the rest is drained unread
+        MngPack(pack);
+    }
+}
+
+void VelkonfFrame::MngPack(CPackV7& pack)
+{
+    if (pack.m_Class == CPackV7::classLink) {
+        if (pack.m_Typ == CPackV7::packLinkAlive) wxGetApp().m_LUFound = true;
+        else if (pack.m_Typ == CPackV7::packLinkNoSender) MngRefusal(pack);
+        return;
+    }
+    if (pack.m_Class != CPackV7::classData || pack.m_Typ != CPackV7::packAsk) return;
+    if (pack.m_DirAsk != 0 || pack.m_Ask > CPackV7::askG4) return;
+    // A reply names the unit it comes from; another unit's is not ours.
+    if (pack.m_Src != wxGetApp().UnitIdent()) return;
+    MngAsk(pack);
+}
+
+void VelkonfFrame::MngRefusal(const CPackV7& pack)
+{
+    VelkonfApp& app = wxGetApp();
+    const int reason = pack.m_Len > 13 ? pack.m_Buf[13] : -1;
+    if (reason == 1 && pack.m_Len > 21) {
+        CIdentV7 prog, unit;
+        prog.SetValue(pack.m_Buf + 14);
+        unit.SetValue(pack.m_Buf + 18);
+        // Meant for another program, or for another unit.
+        if (prog.GetDev() != app.m_UniqueIdent.GetDev() || unit.GetDev() != app.m_SendNet.m_Ident.GetDev()) return;
+    }
+    if (reason != 1 && reason != 7) return;
+    app.m_SendNet.Stop();
+    app.m_ReceivNet.Stop();
+    ErrorBox(reason == 1 ? 10025 : 10060);
+    Destroy();
+}
+
+void VelkonfFrame::MngAsk(CPackV7& pack)
+{
+    VelkonfApp& app = wxGetApp();
+    switch (pack.m_Ask) {
+    case CPackV7::askInfo: MngInfo(pack); break;
+    case CPackV7::askNVRAM:
+        if (app.TakeNVRAM(pack)) {
+            m_Connect->CountReply(app);
+            CheckComplete();
+        }
+        break;
+    case CPackV7::askStatus: MngStatus(pack); break;
+    case CPackV7::askDirect: MngDirect(pack); break;
+    case CPackV7::askStatistic:
+        m_Statistic->m_Counters.Decode(pack);
+        m_Statistic->TransferDataToWindow();
+        break;
+    case CPackV7::askSystem:
+        m_System->m_StatusSys.Decode(pack);
+        m_System->DecodeStatus();
+        break;
+    case CPackV7::askWiFi:
+        m_WiFi->m_StatusWiFi.Decode(pack);
+        m_WiFi->DataToPanel();
+        break;
+    case CPackV7::askMQTT:
+        m_MQTT->m_StatusMQTT.Decode(pack);
+        m_MQTT->DataToPanel();
+        break;
+    case CPackV7::askG4:
+        m_G4->m_StatusG4.Decode(pack);
+        m_G4->DataToPanel();
+        break;
+    default: break;
+    }
+}
+
+void VelkonfFrame::MngInfo(CPackV7& pack)
+{
+    VelkonfApp& app = wxGetApp();
+    app.SetEventWaitWho();
+    CPackV7 ask = app.NewPack();
+    app.TakeInfo(pack, ask, [&app](CPackV7& p) { app.Put(p); });
+    m_Connect->CountReply(app);
+    CDev dev(app.m_TypLB, app.m_SubTyp);
+    wxString title;
+    title << app.OwnIdent().GetNode() << " " << _W_(10004) << "Ident " << app.UnitIdent().GetNode() << " "
+          << toWxString(dev.TypLB()) << toWxString(app.VersionText());
+    SetTitle(title);
+}
+
+void VelkonfFrame::MngStatus(const CPackV7& pack)
+{
+    CStatusEth& status = m_Own->m_StatusEth;
+    const bool first = !status.m_Seen;
+    status.Decode(pack);
+    status.m_Seen = true;
+    if (first) {
+        m_Connect->CountReply(wxGetApp());
+        CheckComplete();
+    } else {
+        m_Own->DataToPanel();
+    }
+}
+
+void VelkonfFrame::MngDirect(CPackV7& pack)
+{
+    CDirectOne one;
+    CDirectOne::Effect effect;
+    if (!one.Decode(pack, effect)) return;
+    if (effect.store) m_Direct->m_StatusDirect[one.m_Num] = one;
+    if (effect.askRest) {
+        VelkonfApp& app = wxGetApp();
+        CPackV7 ask = app.NewPack();
+        for (int n = 2; n <= one.m_Count; ++n) {
+            const unsigned char num = static_cast<unsigned char>(n);
+            ask.SetAsk(CPackV7::packAsk, CPackV7::askDirect, 1, &num, 1);
+            app.Put(ask);
+        }
+    }
+    if (effect.last) m_Direct->DataToPanel();
+}
+
+void VelkonfFrame::CheckComplete()
+{
+    VelkonfApp& app = wxGetApp();
+    if (!app.IsComplete() || !m_Own->m_StatusEth.m_Seen || GetBookCtrl()->GetPageCount() != 1) return;
+    app.m_NVRAMOld = app.m_NVRAM;
+    AddParam();
 }

@@ -6,7 +6,21 @@
 #include <wx/propdlg.h>
 #include <wx/timer.h>
 
+#include <vector>
+
 class CConnect;
+class CDescriptor;
+class CDirect;
+class CG4;
+class CLink;
+class CMQTT;
+class COwn;
+class CPackV7;
+class CRIN;
+class CStatistic;
+class CSystem;
+class CVoice;
+class CWiFi;
 class PropertySheetPanel;
 class wxBookCtrlEvent;
 class wxButton;
@@ -27,8 +41,25 @@ public:
     void StopLink();
     // Takes a page out of the book without deleting it.
     void RemovePage(PropertySheetPanel* page);
+    // Adds the parameter pages the unit calls for, once its image is read;
+    // nothing while they are in the book already.
+    bool AddParam();
+    // Takes them out again; before the unit's kind is cleared, since the
+    // conditions are read again.
+    bool RemoveParam();
 
     CConnect* m_Connect = nullptr;
+    CSystem* m_System = nullptr;
+    CVoice* m_Voice = nullptr;
+    CLink* m_Link = nullptr;
+    COwn* m_Own = nullptr;
+    CDirect* m_Direct = nullptr;
+    CStatistic* m_Statistic = nullptr;
+    CDescriptor* m_Descriptor = nullptr;
+    CWiFi* m_WiFi = nullptr;
+    CRIN* m_RIN = nullptr;
+    CMQTT* m_MQTT = nullptr;
+    CG4* m_G4 = nullptr;
     wxButton* m_BtnSave = nullptr;
     wxButton* m_BtnMore = nullptr;
     wxTimer m_TimerLink;
@@ -39,6 +70,30 @@ private:
     void OnCloseButton(wxCommandEvent& event);
     void OnAbout(wxCommandEvent& event);
     void OnMoreUtil(wxCommandEvent& event);
+    // Save: the changed chunks of the image, then the restart request.
+    void OnApply(wxCommandEvent& event);
+    void OnTimerSendLink(wxTimerEvent& event);
+    // Everything the unit says reaches the pages here.
+    void OnMngPack(wxCommandEvent& event);
+    void OnNoLink(wxCommandEvent& event);
+    void MngPack(CPackV7& pack);
+    void MngRefusal(const CPackV7& pack);
+    void MngAsk(CPackV7& pack);
+    void MngInfo(CPackV7& pack);
+    void MngStatus(const CPackV7& pack);
+    void MngDirect(CPackV7& pack);
+    struct PageEntry {
+        PropertySheetPanel* page;
+        wxString text;
+        bool shown;   // the unit calls for it
+    };
+    // The parameter pages in the order of the book, with whether each is
+    // shown for the connected unit and the OpenLink setting.
+    std::vector<PageEntry> ParamPages() const;
+    // The pages appear once the image is complete and a status has come.
+    void CheckComplete();
+    // The steps of OnApply before its question; false stops the save.
+    bool CheckSave();
     void OnPageChanging(wxBookCtrlEvent& event);
     void OnPageChanged(wxBookCtrlEvent& event);
     int FindPage(wxWindow* page) const;

@@ -104,7 +104,7 @@ struct CStatusG4 {
 // askStatistic: ten counters, Ethernet (data and voice, in and out), Wi-Fi
 // (the same four) and 4G (data in and out). The unit sends them in pairs,
 // out before in; they are kept in before out.
-struct CStatistic {
+struct CStatCounters {
     static constexpr int kCount = 10;
     void Decode(const CPackV7& reply);
 

@@ -17,6 +17,7 @@
 #include <chrono>
 #include <clocale>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <vector>
@@ -166,6 +167,14 @@ int main(int argc, char** argv)
         return 1;
     }
     int rc = RUN_ALL_TESTS();
+    if (rc != 0) {
+        // What the program logged, to see why a test failed.
+        std::filesystem::path bad = std::filesystem::path(home.Path()) / "VELK/logs/Velkonf/bad";
+        std::error_code ec;
+        for (const auto& f : std::filesystem::directory_iterator(bad, ec))
+            std::fprintf(stderr, "bad log %s:\n%s\n", f.path().c_str(),
+                         (std::stringstream() << std::ifstream(f.path()).rdbuf()).str().c_str());
+    }
     wxEntryCleanup();
     return rc;
 }

@@ -1,0 +1,13 @@
+#pragma once
+// CDescriptor: the Descriptors page. For now a tab without controls: it shows nothing and
+// writes nothing to the image, so the book has every tab a unit calls for.
+#include "pages/PropertySheetPanel.h"
+
+class CDescriptor : public PropertySheetPanel {
+public:
+    explicit CDescriptor(wxWindow* parent) : PropertySheetPanel(parent) {}
+    void Init() {}
+    void SetActive() override {}
+    bool KillActive() override { return true; }
+    void DataToPanel() { TransferDataToWindow(); }
+};

@@ -1,0 +1,281 @@
+// Connecting to velkunit by each method, reading it, saving to it, and the
+// ways a connection ends, on the real application under Xvfb.
+#include "GuiTest.h"
+
+#include "app/CConnect.h"
+#include "app/VelkonfApp.h"
+#include "app/VelkonfFrame.h"
+#include "base/IPv6.h"
+#include "base/StringRes.h"
+#include "pages/WxText.h"
+#include "support/Simulator.h"
+
+#include <wx/bookctrl.h>
+#include <wx/button.h>
+#include <wx/msgdlg.h>
+#include <wx/radiobut.h>
+#include <wx/stattext.h>
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+using unittest::Simulator;
+constexpr int kIdent = 1234;
+
+VelkonfFrame* Frame() { return wxGetApp().m_Frame.load(); }
+CConnect* Page() { return Frame()->m_Connect; }
+
+// Turns the event loop until `done` holds; false after `ms`.
+bool PumpUntil(const std::function<bool()>& done, int ms = 15000)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        wxTheApp->Yield(true);
+        wxMilliSleep(2);
+    }
+    return true;
+}
+
+void Click(wxWindow* button)
+{
+    wxCommandEvent click(wxEVT_BUTTON, button->GetId());
+    click.SetEventObject(button);
+    button->GetEventHandler()->ProcessEvent(click);
+}
+
+bool Connected() { return Frame() && Frame()->GetBookCtrl()->GetPageCount() > 1; }
+
+std::vector<wxString> Tabs()
+{
+    std::vector<wxString> tabs;
+    wxBookCtrlBase* book = Frame()->GetBookCtrl();
+    for (size_t i = 0; i < book->GetPageCount(); ++i) tabs.push_back(book->GetPageText(i));
+    return tabs;
+}
+
+wxString State() { return Page()->m_TextErr->GetLabel(); }
+
+// Chooses a method and its fields, as a user would, and presses the button.
+void Press(int typConnect, int port = 0, const wxString& key = wxString())
+{
+    VelkonfApp& app = wxGetApp();
+    app.m_TypConnect = typConnect;
+    CConnect* page = Page();
+    page->m_IP = LocalHostIPv6();
+    page->m_Port = port;
+    page->m_Ident = kIdent;
+    page->m_Key = key;
+    page->TransferDataToWindow();
+    Click(page->m_BtnConnect);
+}
+
+// The image that velkunit keeps in its state file.
+std::vector<unsigned char> KeptImage(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (bytes.size() < 12 + 2048) return {};
+    return std::vector<unsigned char>(bytes.begin() + 12, bytes.begin() + 12 + 2048);
+}
+
+std::string StatePath() { return std::string(std::getenv("HOME")) + "/unit.state"; }
+
+}  // namespace
+
+TEST(ConnectByIp, ShowsTheUnitsPagesOnceAndDisconnectsAndConnectsAgain)
+{
+    Simulator sim({"--udp-port", "0", "--ident", std::to_string(kIdent)});
+    ASSERT_TRUE(sim.Started());
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    Press(typConnectIP, sim.Udp());
+    ASSERT_TRUE(PumpUntil(Connected)) << State();
+
+    // A generation 7 unit with MQTT and 4G; OpenLink is 0.
+    const std::vector<wxString> expected = {_W_(10006), "System", "Voice", "Ethernet", "Wi-Fi", "SD RIN",
+                                            "MQTT",      "4G",     "Links", "Statistics", "Descriptors"};
+    EXPECT_EQ(Tabs(), expected);
+    EXPECT_EQ(Frame()->GetBookCtrl()->GetSelection(), 1) << "System is selected";
+    EXPECT_EQ(Page()->m_BtnConnect->GetLabel(), _W_(10011));
+    EXPECT_TRUE(Page()->m_BtnConnect->IsEnabled());
+    EXPECT_TRUE(Frame()->m_BtnMore->IsEnabled());
+    EXPECT_EQ(Page()->m_Progress, nullptr) << "the progress display ends with the read";
+    EXPECT_TRUE(Frame()->GetTitle().Contains("Ident 1234")) << Frame()->GetTitle();
+    EXPECT_TRUE(wxGetApp().m_NVRAM.IsKnovEth());
+    EXPECT_EQ(std::memcmp(wxGetApp().m_NVRAM.m_Data, wxGetApp().m_NVRAMOld.m_Data, 2048), 0);
+    Frame()->AddParam();
+    EXPECT_EQ(Tabs().size(), expected.size()) << "a late reply adds nothing";
+
+    Click(Page()->m_BtnConnect);
+    EXPECT_EQ(Tabs(), std::vector<wxString>{_W_(10007)});
+    EXPECT_FALSE(wxGetApp().m_ReceivNet.IsRun());
+    EXPECT_FALSE(wxGetApp().IsKnovDev());
+    EXPECT_EQ(Page()->m_BtnConnect->GetLabel(), _W_(10010));
+
+    Press(typConnectIP, sim.Udp());
+    ASSERT_TRUE(PumpUntil(Connected)) << "a second connection in the same run: " << State();
+    EXPECT_EQ(sim.CountLines("askInfo"), 2);
+}
+
+TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
+{
+    // No time service, so that no time zone is needed; a key of its own.
+    Simulator sim({"--udp-port", "0", "--ident", std::to_string(kIdent), "--features", "0x01,0x21", "--key",
+                   "secret12", "--state", StatePath(), "--restart-delay", "0.2"});
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    Press(typConnectIP, sim.Udp(), "secret12");
+    ASSERT_TRUE(PumpUntil(Connected)) << State();
+    VelkonfApp& app = wxGetApp();
+
+    // Nothing changed: only the restart.
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), wxExpectModal<wxMessageDialog>(wxYES));
+    ASSERT_TRUE(sim.WaitLine("askRestart"));
+    EXPECT_EQ(sim.CountLines("write"), 0);
+
+    gui::Pump(300);   // the unit restarts
+    app.m_NVRAM.SetEth(0x1C, 1);            // ping off, in the chunk at 0x400
+    app.m_NVRAM.SetEth(0x3C0, 0x42);        // the last chunk, 0x7C0
+    app.m_NVRAM.Set(0x200, "lift.example", 12);   // a domain chunk
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), wxExpectModal<wxMessageDialog>(wxYES));
+    ASSERT_TRUE(PumpUntil([&] { return sim.CountLines("askRestart") == 2; }));
+    EXPECT_EQ(sim.CountLines("write"), 3);
+    EXPECT_EQ(sim.CountLines("write 0x400+64"), 1);
+    EXPECT_EQ(sim.CountLines("write 0x7C0+64"), 1);
+    EXPECT_EQ(sim.CountLines("write 0x200+64"), 1);
+    EXPECT_FALSE(Frame()->m_BtnSave->IsEnabled());
+
+    std::vector<unsigned char> kept;
+    ASSERT_TRUE(PumpUntil([&] {
+        kept = KeptImage(StatePath());
+        return kept.size() == 2048 && kept[0x41C] == 1;
+    }));
+    EXPECT_EQ(kept[0x7C0], 0x42);
+    EXPECT_EQ(std::memcmp(kept.data() + 0x200, "lift.example", 12), 0);
+}
+
+TEST(ConnectByIp, SaveOnTheDefaultKeyIsRefused)
+{
+    Simulator sim({"--udp-port", "0", "--ident", std::to_string(kIdent), "--features", "0x01,0x21"});
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    Press(typConnectIP, sim.Udp());
+    ASSERT_TRUE(PumpUntil(Connected)) << State();
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), wxExpectModal<wxMessageDialog>(wxOK).Describe("key refusal"));
+    gui::Pump(200);
+    EXPECT_EQ(sim.CountLines("askRestart"), 0);
+}
+
+TEST(ConnectBySerial, ReadsTheUnitOnItsLineAndClosesItOnDisconnect)
+{
+    Simulator sim({"--udp-port", "0", "--serial", "--ident", std::to_string(kIdent)});
+    ASSERT_FALSE(sim.Serial().empty());
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    Page()->m_ComPort = sim.Serial();
+    Press(typConnectUSB);
+    ASSERT_TRUE(PumpUntil(Connected)) << State();
+    EXPECT_TRUE(wxGetApp().m_PortNVRAM.IsOpen());
+    Click(Page()->m_BtnConnect);
+    EXPECT_FALSE(wxGetApp().m_PortNVRAM.IsOpen());
+    EXPECT_EQ(Tabs().size(), 1u);
+}
+
+TEST(ConnectBySerial, APortThatWillNotOpenIsReportedOnTheStateLine)
+{
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    Page()->m_ComPort = "/nonexistent/tty";
+    Press(typConnectUSB);
+    EXPECT_TRUE(State().Contains("/nonexistent/tty")) << State();
+    EXPECT_TRUE(Page()->m_BtnConnect->IsEnabled());
+    EXPECT_EQ(Page()->m_Progress, nullptr);
+}
+
+TEST(ConnectByCloud, ButtonsMethodIsAuthorisedWhenTheButtonsArePressed)
+{
+    Simulator sim({"--udp-port", "0", "--cloud", "--cloud-port", "0", "--cloud-key-port", "0", "--ident",
+                   std::to_string(kIdent), "--buttons-after", "0.3"});
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    wxGetApp().m_CloudPort = sim.Cloud();
+    Press(typConnectCloud);
+    ASSERT_TRUE(PumpUntil(Connected)) << State();
+    EXPECT_EQ(State(), _W_(10044));
+    EXPECT_TRUE(Frame()->m_TimerLink.IsRunning()) << "the keep-alive of a cloud link";
+    Click(Page()->m_BtnConnect);
+    EXPECT_FALSE(Frame()->m_TimerLink.IsRunning());
+}
+
+TEST(ConnectByCloud, KeyMethodReadsTheUnitThroughTheServer)
+{
+    Simulator sim({"--udp-port", "0", "--cloud", "--cloud-port", "0", "--cloud-key-port", "0", "--ident",
+                   std::to_string(kIdent), "--key", "abcd1234"});
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    wxGetApp().m_CloudKeyPort = sim.CloudKey();
+    Press(typConnectCloudKey, 0, "abcd1234");
+    ASSERT_TRUE(PumpUntil(Connected)) << State();
+    EXPECT_TRUE(wxGetApp().m_CloudPro);
+}
+
+TEST(ConnectByCloud, KeyMethodRefusesAKeyOutsideTheRulesBeforeAnything)
+{
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    wxTEST_DIALOG(Press(typConnectCloudKey, 0, "aaa1bbbb"), wxExpectModal<wxMessageDialog>(wxOK));
+    wxTEST_DIALOG(Press(typConnectCloudKey, 0, ""), wxExpectModal<wxMessageDialog>(wxOK));
+    EXPECT_FALSE(wxGetApp().m_ReceivNet.IsRun());
+    EXPECT_TRUE(Page()->m_BtnConnect->IsEnabled());
+}
+
+TEST(ConnectEnds, ASilentUnitFailsAfterTheTickLimit)
+{
+    Simulator sim({"--udp-port", "0", "--ident", std::to_string(kIdent), "--silent-after", "1"});
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    Press(typConnectIP, sim.Udp());
+    ASSERT_TRUE(PumpUntil([] { return !wxGetApp().m_ReceivNet.IsRun(); }, 20000));
+    EXPECT_EQ(State(), _W_(10261));
+    EXPECT_FALSE(Connected());
+    EXPECT_TRUE(Page()->m_RadioIP->IsEnabled()) << "back to idle";
+}
+
+TEST(ConnectEnds, ARefusalForABadIdentifierEndsTheProgram)
+{
+    Simulator sim({"--udp-port", "0", "--ident", std::to_string(kIdent), "--refuse", "ident"});
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    wxTEST_DIALOG(
+        {
+            Press(typConnectIP, sim.Udp());
+            PumpUntil([] { return !Frame() || Frame()->m_Destroyed; });
+        },
+        wxExpectModal<wxMessageDialog>(wxOK).Describe("Invalid LU identifier"));
+    EXPECT_TRUE(!Frame() || Frame()->m_Destroyed);
+}
+
+TEST(ConnectEnds, ALostUnitIsReportedAndTheUserDecides)
+{
+    Simulator sim({"--udp-port", "0", "--ident", std::to_string(kIdent)});
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    wxGetApp().m_SendNet.m_TimeTry = 100;   // give up quickly
+    Press(typConnectIP, sim.Udp());
+    ASSERT_TRUE(PumpUntil(Connected)) << State();
+    sim.Stop();
+    // The link is judged lost when a request goes out after two give-ups.
+    auto asked = std::chrono::steady_clock::now() - std::chrono::seconds(1);
+    ASSERT_TRUE(PumpUntil([&] {
+        if (std::chrono::steady_clock::now() - asked > std::chrono::milliseconds(500)) {
+            CPackV7 ask = wxGetApp().NewPack();
+            ask.SetAsk(CPackV7::packAsk, CPackV7::askStatus, 1, nullptr, 0);
+            wxGetApp().Put(ask);
+            asked = std::chrono::steady_clock::now();
+        }
+        return State() == _W_(10048);
+    }, 30000));
+    EXPECT_TRUE(Connected()) << "the connection stays until the user ends it";
+}
+
+TEST(ConnectAtStart, AnAddressOnTheCommandLineConnectsWithoutAClick)
+{
+    Simulator sim({"--udp-port", "0", "--ident", std::to_string(kIdent)});
+    const std::string port = "-h" + std::to_string(sim.Udp());
+    ASSERT_TRUE(gui::StartApp({"enu", "-l::1", port.c_str(), "-i1234"}));
+    ASSERT_TRUE(PumpUntil(Connected)) << State();
+    EXPECT_EQ(Frame()->GetBookCtrl()->GetPageText(1), "System");
+}
