@@ -76,6 +76,12 @@ void VelkonfApp::StartUp()
     SetLocale();
     SetVendorName("VELK");
     SetAppName("Velkonf");
+    {
+        // A settings file that cannot be read is reported once, here; the
+        // defaults apply.
+        wxLogNull quiet;
+        wxConfigBase::Get();
+    }
     xmlInitParser();
     xmlKeepBlanksDefault(0);
     CClientCFG::SetDefLanguage();
@@ -141,21 +147,41 @@ int VelkonfApp::OnExit()
     m_PortNVRAM.Close();
     m_SendNet.Stop();
     m_ReceivNet.Stop();
+    // The settings are written while the log can still tell of a failure.
+    SaveSettings();
     CBadLog::SetBoxHandler(nullptr);
     m_PortLog.Close();
     m_DispLog.Close();
     m_BadLog.Put(L"Stop");
     m_BadLog.Close();
     m_Pool.Stop();
+    wxApp::OnExit();
+    return 0;
+}
 
+void VelkonfApp::SaveSettings()
+{
+    // A failure must not open the toolkit's box: the frame is gone, nobody
+    // could close it, and the program would never end.
+    wxLogNull quiet;
     wxConfigBase* cfg = wxConfigBase::Get();
     cfg->SetPath("/Param");
     cfg->Write("ChgMacAddr", 0);
     cfg->Write("OpenLink", 0);
     cfg->Write("UserDescriptor", 0);
-    cfg->Flush();
-    wxApp::OnExit();
-    return 0;
+    if (!cfg->Flush()) {
+        const std::string text = "The settings could not be written to " + SettingsPath();
+        m_BadLog.PutUtf8(text);
+        std::fprintf(stderr, "Velkonf: %s\n", text.c_str());
+    }
+    // Deleted here, so that no later flush tries again with a box.
+    delete wxConfigBase::Set(nullptr);
+}
+
+std::string VelkonfApp::SettingsPath()
+{
+    const char* home = std::getenv("HOME");
+    return std::string(home ? home : "") + "/.Velkonf";
 }
 
 void VelkonfApp::SetEventWaitWho()

@@ -112,6 +112,9 @@ public:
 
 private:
     void StartUp();
+    // Clears the three one-run switches and writes the settings file.
+    void SaveSettings();
+    static std::string SettingsPath();
     void SetLocale();
     void OnFrameEvent(wxCommandEvent& event);
     static DBString toDBStringArg(const wxString& arg);

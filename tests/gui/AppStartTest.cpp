@@ -183,6 +183,24 @@ TEST(AppSettings, DefaultSizeIs800By600)
     EXPECT_NE(gui::SettingsText().find("width=800"), std::string::npos);
 }
 
+TEST(AppSettings, AFileThatCannotBeWrittenIsReportedAndTheProgramStillEnds)
+{
+    std::filesystem::create_directory(std::string(std::getenv("HOME")) + "/.Velkonf");
+    ASSERT_TRUE(gui::StartApp({}));
+    testing::internal::CaptureStderr();
+    CloseAndExit(ClickClose);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("could not be written"), std::string::npos);
+}
+
+TEST(AppSettings, AConnectionMethodOutsideTheFourReadsAsUsb)
+{
+    WriteSettings("[Param]\nTypConnect=7\n");
+    ASSERT_TRUE(gui::StartApp({}));
+    EXPECT_EQ(wxGetApp().m_TypConnect, typConnectUSB);
+    EXPECT_TRUE(Frame()->m_Connect->m_RadioUSB->GetValue());
+    EXPECT_FALSE(Frame()->m_Connect->m_EditIP->IsEnabled());
+}
+
 class SignalClose : public testing::TestWithParam<int> {};
 
 TEST_P(SignalClose, RunsTheWholeExitPathLikeTheCloseButton)
