@@ -251,6 +251,7 @@ bool CPortV7::WriteFrame(const unsigned char* frame, int len)
         const ssize_t w = write(fd, frame + done, static_cast<size_t>(len - done));
         if (w <= 0) break;
         done += static_cast<int>(w);
+        m_BytesWritten += w;
         tcdrain(fd);
     }
     return done > 0;

@@ -93,6 +93,8 @@ public:
     // Bytes taken from the line since construction, counted once the read
     // thread has dealt with them.
     long BytesRead() const { return m_BytesRead; }
+    // Bytes written to the line since construction.
+    long BytesWritten() const { return m_BytesWritten; }
     std::string Path();
 
     Timing m_Timing;
@@ -130,4 +132,5 @@ private:
     BasePoolThread* m_Pool;
     int m_WakeFd = -1;              // ends the read thread's poll at Close
     std::atomic<long> m_BytesRead{0};
+    std::atomic<long> m_BytesWritten{0};
 };
