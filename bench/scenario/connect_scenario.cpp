@@ -59,6 +59,19 @@ void Click(wxWindow* button)
     button->GetEventHandler()->ProcessEvent(click);
 }
 
+// The command line that OnInit reads.
+void SetArgs(std::vector<std::string> args)
+{
+    static std::vector<std::string> storage;
+    static std::vector<char*> ptrs;
+    storage = std::move(args);
+    storage.insert(storage.begin(), "velkonf");
+    for (auto& s : storage) ptrs.push_back(s.data());
+    ptrs.push_back(nullptr);
+    wxTheApp->argc = static_cast<int>(storage.size());
+    wxTheApp->argv.Init(wxTheApp->argc, ptrs.data());
+}
+
 double Ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
 
 // Press to pages, `runs` times; the median in milliseconds.
@@ -108,7 +121,7 @@ int main(int argc, char** argv)
     TempHome home;
     setenv("LANG", "C.UTF-8", 1);
     if (!wxEntryStart(argc, argv)) return 1;
-    gui::SetArgs({"enu"});
+    SetArgs({"enu"});
     if (!wxTheApp->CallOnInit()) return 1;
     VelkonfApp& app = wxGetApp();
     CConnect* page = Frame()->m_Connect;
