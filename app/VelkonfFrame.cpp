@@ -340,11 +340,7 @@ void VelkonfFrame::MngPack(CPackV7& pack)
         else if (pack.m_Typ == CPackV7::packLinkNoSender) MngRefusal(pack);
         return;
     }
-    if (pack.m_Class != CPackV7::classData || pack.m_Typ != CPackV7::packAsk) return;
-    if (pack.m_DirAsk != 0 || pack.m_Ask > CPackV7::askG4) return;
-    // A reply names the unit it comes from; another unit's is not ours.
-    if (pack.m_Src != wxGetApp().UnitIdent()) return;
-    MngAsk(pack);
+    if (CUnitLB::IsReplyOf(pack, wxGetApp().UnitIdent()) && pack.m_Ask <= CPackV7::askG4) MngAsk(pack);
 }
 
 void VelkonfFrame::MngRefusal(const CPackV7& pack)

@@ -105,9 +105,7 @@ bool CClientLU::Next(CPackV7& pack, Ms limit)
 
 void CClientLU::TakeReply(CUnitLB& unit, CPackV7& pack, bool& status)
 {
-    if (pack.m_Class != CPackV7::classData || pack.m_Typ != CPackV7::packAsk || pack.m_DirAsk != 0) return;
-    // A reply names the unit it comes from; another unit's is not ours.
-    if (pack.m_Src != NewPack().m_Dst) return;
+    if (!CUnitLB::IsReplyOf(pack, NewPack().m_Dst)) return;
     CPackV7 ask = NewPack();
     switch (pack.m_Ask) {
     case CPackV7::askInfo: unit.TakeInfo(pack, ask, [this](CPackV7& p) { Put(p); }); break;

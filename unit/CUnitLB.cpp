@@ -69,6 +69,12 @@ void CUnitLB::ReadMain(CPackV7& pack, const PutFn& put)
     Ask(pack, put, CPackV7::askStatus, nullptr, 0);
 }
 
+bool CUnitLB::IsReplyOf(const CPackV7& pack, const CIdentV7& unit)
+{
+    return pack.m_Class == CPackV7::classData && pack.m_Typ == CPackV7::packAsk && pack.m_DirAsk == 0 &&
+           pack.m_Src == unit;
+}
+
 void CUnitLB::TakeInfo(const CPackV7& reply, CPackV7& pack, const PutFn& put)
 {
     auto byte = [&](int n) { return DataByte(reply, n) < 0 ? 0 : DataByte(reply, n); };

@@ -46,6 +46,9 @@ public:
     static void Ask(CPackV7& pack, const PutFn& put, int ask, const unsigned char* data, int len);
     static void AskRead(CPackV7& pack, const PutFn& put, int adr, int len);
 
+    // A reply of `unit` to a request: class 4 packAsk, direction answer,
+    // from the unit's identifier. Anything else is not part of the exchange.
+    static bool IsReplyOf(const CPackV7& pack, const CIdentV7& unit);
     // An askInfo reply: kind, version and feature bits; then the reads that
     // only it makes possible (description, and domains if the unit has them).
     void TakeInfo(const CPackV7& reply, CPackV7& pack, const PutFn& put);

@@ -167,18 +167,38 @@ TEST(ConnectByIp, SaveOnTheDefaultKeyIsRefused)
     EXPECT_EQ(sim.CountLines("askRestart"), 0);
 }
 
-TEST(ConnectBySerial, ReadsTheUnitOnItsLineAndClosesItOnDisconnect)
+TEST(ConnectBySerial, ReadsACM3UnitWithItsTabsAndSavesPastTheStaticConnectCheck)
 {
-    Simulator sim({"--udp-port", "0", "--serial", "--ident", std::to_string(kIdent)});
+    // CM3, no time service, no domains, no MQTT or 4G; the Parameters page unlocked.
+    Simulator sim({"--udp-port", "0", "--serial", "--ident", std::to_string(kIdent), "--type", "12", "--subtype",
+                   "2", "--features", "0,0", "--restart-delay", "0.2"});
     ASSERT_FALSE(sim.Serial().empty());
+    std::ofstream(std::string(std::getenv("HOME")) + "/.Velkonf") << "[Param]\nOpenLink=1\n";
     ASSERT_TRUE(gui::StartApp({"enu"}));
     Page()->m_ComPort = sim.Serial();
     Press(typConnectUSB);
     ASSERT_TRUE(PumpUntil(Connected)) << State();
     EXPECT_TRUE(wxGetApp().m_PortNVRAM.IsOpen());
+    const std::vector<wxString> expected = {_W_(10006), "System",     "Voice",      "Parameters",
+                                            "Ethernet",  "Links",      "Statistics", "Descriptors"};
+    EXPECT_EQ(Tabs(), expected);
+
+    // Static connect only, and no link record in use: refused.
+    VelkonfApp& app = wxGetApp();
+    app.m_NVRAM.SetEth(0x1B, 1);
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), wxExpectModal<wxMessageDialog>(wxOK).Describe("no link in use"));
+    // The eighth record counts on a CM3 unit: a warning, then the question.
+    app.m_NVRAM.SetEth(0x2E0, 0);
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), wxExpectModal<wxMessageDialog>(wxOK).Describe("static connect only"),
+                  wxExpectModal<wxMessageDialog>(wxYES).Describe("save?"));
+    ASSERT_TRUE(PumpUntil([&] { return sim.CountLines("askRestart") == 1; }));
+    EXPECT_EQ(sim.CountLines("write 0x400+64"), 1);
+    EXPECT_EQ(sim.CountLines("write 0x6C0+64"), 1);
+    EXPECT_EQ(sim.CountLines("write"), 2);
+
     Click(Page()->m_BtnConnect);
-    EXPECT_FALSE(wxGetApp().m_PortNVRAM.IsOpen());
-    EXPECT_EQ(Tabs().size(), 1u);
+    EXPECT_FALSE(app.m_PortNVRAM.IsOpen());
+    EXPECT_EQ(Tabs().size(), 1u) << "RemoveParam reads the same conditions before the kind is cleared";
 }
 
 TEST(ConnectBySerial, APortThatWillNotOpenIsReportedOnTheStateLine)
