@@ -41,8 +41,8 @@ private:
 };
 
 // A dotted IPv4 address held as it lies on the wire: first number in the
-// lowest byte. Read as the unit's own tools read it: sscanf "%d.%d.%d.%d",
-// so trailing text after the fourth number passes and 010 is ten.
+// lowest byte. Read with sscanf "%d.%d.%d.%d": trailing text after the
+// fourth number passes and 010 is ten, and that must stay so.
 class IPv4Validator : public wxValidator {
 public:
     IPv4Validator(uint32_t* value, const wxString& name = wxString());

@@ -104,8 +104,8 @@ SystemFields::Result SystemFields::Write(CLBNVRAM& nvram, bool editIdent) const
 
     if (editIdent) {
         if (m_MAC.size() != 12) return refuse(kIdMACLength);
-        // Only the low byte of each character is looked at; that is how the
-        // unit's own tools have always checked it.
+        // Only the low byte of each character is looked at, so a non-Latin
+        // character whose low byte is a hex digit passes; this stays so.
         for (wchar_t c : m_MAC)
             if (!std::strchr("0123456789abcdefABCDEF", static_cast<char>(c & 0xFF))) return refuse(kIdMACSymbol);
         unsigned char id[4];

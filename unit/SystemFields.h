@@ -50,8 +50,8 @@ public:
 
     // Checks and writes the fields. The key goes first (only if m_KeyChanged),
     // then, when `editIdent` is set, identifier and MAC; a refusal there
-    // leaves the key written. The MAC is checked but written as six zero
-    // bytes: the unit keeps its factory MAC and takes zeros as "no change".
+    // leaves the key written. The MAC text is checked and kept, but the image
+    // gets six zero bytes: that is the intended effect, not a slip.
     Result Write(CLBNVRAM& nvram, bool editIdent) const;
 
     int32_t m_Node = 0;              // never 0 after Read
