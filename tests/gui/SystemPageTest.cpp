@@ -83,8 +83,7 @@ TEST(SystemPage, ShowsTheImageWritesTheEditsBackAndShowsTheTimeStatus)
     EXPECT_TRUE(Ctrl(page, "key")->GetValue() == "********" && Ctrl(page, "key2")->GetValue() == "********");
     EXPECT_TRUE(Ctrl<wxCheckBox>(page, "ping")->GetValue());
     EXPECT_EQ(Ctrl(page, "ntp")->GetValue(), "pool.ntp.org");
-    EXPECT_EQ(Ctrl<wxComboBox>(page, "zone")->GetSelection(), 28);
-    EXPECT_EQ(Ctrl<wxComboBox>(page, "zone")->GetCount(), 51u);
+    EXPECT_TRUE(Ctrl<wxComboBox>(page, "zone")->GetSelection() == 28 && Ctrl<wxComboBox>(page, "zone")->GetCount() == 51);
     EXPECT_TRUE(Ctrl(page, "ident")->IsEnabled() && Ctrl<wxButton>(page, "refresh")->IsEnabled());
     EXPECT_FALSE(app.m_Frame.load()->m_BtnSave->IsEnabled()) << "loading the page is no change";
 
@@ -108,7 +107,7 @@ TEST(SystemPage, ShowsTheImageWritesTheEditsBackAndShowsTheTimeStatus)
     EXPECT_TRUE(app.m_NVRAM.GetEth(0x1C) == 0 && app.m_NVRAM.GetEth(0x1D) == 0xFF);
     Bytes ntp(32, 0);
     std::memcpy(ntp.data(), "time.example", 12);
-    EXPECT_EQ(Eth(0x160, 32), ntp);
+    EXPECT_EQ(Eth(0x160, 32), ntp) << "zero-padded";
 
     page->m_StatusSys.m_Zone = 28;
     page->m_StatusSys.m_NTP = 3918196800u;   // 29.02.2024 12:00:00 UTC
