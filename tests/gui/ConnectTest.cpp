@@ -7,11 +7,13 @@
 #include "app/VelkonfFrame.h"
 #include "base/IPv6.h"
 #include "base/StringRes.h"
+#include "pages/CSystem.h"
 #include "pages/WxText.h"
 #include "support/Simulator.h"
 
 #include <wx/bookctrl.h>
 #include <wx/button.h>
+#include <wx/checkbox.h>
 #include <wx/msgdlg.h>
 #include <wx/radiobut.h>
 #include <wx/stattext.h>
@@ -136,7 +138,9 @@ TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
     EXPECT_EQ(sim.CountLines("write"), 0);
 
     gui::Pump(300);   // the unit restarts
-    app.m_NVRAM.SetEth(0x1C, 1);            // ping off, in the chunk at 0x400
+    // Ping off, in the chunk at 0x400: through the System page, which writes
+    // its own fields into the image when Save leaves it.
+    static_cast<wxCheckBox*>(wxWindow::FindWindowByName("ping", Frame()->m_System))->SetValue(true);
     app.m_NVRAM.SetEth(0x3C0, 0x42);        // the last chunk, 0x7C0
     app.m_NVRAM.Set(0x200, "lift.example", 12);   // a domain chunk
     wxTEST_DIALOG(Click(Frame()->m_BtnSave), wxExpectModal<wxMessageDialog>(wxYES));

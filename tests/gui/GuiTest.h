@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <wx/modalhook.h>
+#include <wx/msgdlg.h>
 
 #include <string>
 
@@ -26,6 +27,28 @@ protected:
         return ret == wxID_NONE ? wxID_CANCEL : ret;
     }
 };
+
+// Answers a message box with `id` and keeps what it said, for the test to
+// check: wxTEST_DIALOG(..., gui::ExpectBox(message, caption)).
+namespace gui {
+class ExpectBox : public wxExpectModal<wxMessageDialog> {
+public:
+    ExpectBox(wxString& message, wxString& caption, int id = wxOK)
+        : wxExpectModal<wxMessageDialog>(id), m_Message(&message), m_Caption(&caption) {}
+
+protected:
+    int OnInvoked(wxMessageDialog* dlg) const override
+    {
+        *m_Message = dlg->GetMessage();
+        *m_Caption = dlg->GetCaption();
+        return wxExpectModal<wxMessageDialog>::OnInvoked(dlg);
+    }
+
+private:
+    wxString* m_Message;
+    wxString* m_Caption;
+};
+}  // namespace gui
 
 class VelkonfApp;
 class VelkonfFrame;
