@@ -54,6 +54,8 @@ void CPortV7::Attach(int fd, const char* name)
         m_Path = name ? name : "";
     }
     m_Attached = true;
+    m_Lost = false;
+    m_Restarting = false;
     m_Open = true;
     {
         std::lock_guard<std::mutex> lock(m_OutMutex);
@@ -72,6 +74,8 @@ void CPortV7::OpenPort(const char* path, bool fromReopen)
         m_Path = path ? path : "";
     }
     m_Attached = false;
+    m_Lost = false;
+    m_Restarting = false;
     m_Open = true;
     try {
         const int fd = open(path ? path : "", O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
@@ -231,7 +235,11 @@ bool CPortV7::PutPort(CPackV7& pack)
         frame[1] = static_cast<unsigned char>(n >> 8);
         frame[2] = static_cast<unsigned char>(n);
         PutLogOut(pack.m_Buf, pack.m_Len + 2);
-        restart = WriteFrame(frame, n + 3) && pack.IsRestart() && !m_Attached;
+        // The unit restarts whether or not we saw the bytes leave, and its
+        // line goes away meanwhile: that is no loss of the link.
+        restart = pack.IsRestart() && !m_Attached;
+        if (restart) m_Restarting = true;
+        if (!WriteFrame(frame, n + 3)) PutLog("CPortV7::PutPort - the line did not take the frame in time");
     }
     // Outside the output mutex: the reopen thread takes it to close the port.
     if (restart) StartReopen();
@@ -243,7 +251,11 @@ bool CPortV7::WriteFrame(const unsigned char* frame, int len)
     const int fd = m_Fd;
     if (fd == -1) return false;   // being opened, or closed meanwhile
     int done = 0;
+    // A line that never takes the bytes must not hold the caller (the
+    // interface thread) for ever.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(m_Timing.writeLimitMs);
     while (done < len && m_Open) {
+        if (std::chrono::steady_clock::now() > end) break;
         pollfd p{fd, POLLOUT, 0};
         const int r = poll(&p, 1, m_Timing.writePollMs);
         if (r == 0 || (r < 0 && errno == EINTR)) continue;
@@ -252,9 +264,14 @@ bool CPortV7::WriteFrame(const unsigned char* frame, int len)
         if (w <= 0) break;
         done += static_cast<int>(w);
         m_BytesWritten += w;
-        tcdrain(fd);
     }
-    return done > 0;
+    // Paced as the line sends: wait until the bytes have left, but no longer
+    // than the limit (tcdrain could wait for ever on a line nobody reads).
+    for (int queued = 1; done == len && m_Open && std::chrono::steady_clock::now() < end;) {
+        if (ioctl(fd, TIOCOUTQ, &queued) == -1 || queued == 0) break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return done == len;
 }
 
 // ---------------------------------------------------------------- input
@@ -291,14 +308,16 @@ void CPortV7::ReadOnce(CFrameV7& frame, unsigned char* buf, time_t& lastRead)
         return;
     }
     if (!(fds[0].revents & POLLIN)) {
-        Pause();   // hung up or failing: the device went away; wait for Close or a reopen
+        HungUp();   // the device went away; wait for Close or a reopen
         return;
     }
     const ssize_t n = read(fd, buf, kReadMax);
-    if (n <= 0) {
-        if (n < 0 && errno != EAGAIN && errno != EINTR) Pause();
+    if (n == 0 || (n < 0 && errno != EAGAIN && errno != EINTR)) {
+        HungUp();   // end of file: poll would report it again at once
         return;
     }
+    if (n < 0) return;
+    m_Lost = false;
     const time_t now = V7Now(m_Timing.now);
     if (now - lastRead > 1) frame.Reset();   // what came before the gap is stale
     lastRead = now;
@@ -319,6 +338,12 @@ void CPortV7::ReadOnce(CFrameV7& frame, unsigned char* buf, time_t& lastRead)
         }
     }
     m_BytesRead += n;
+}
+
+void CPortV7::HungUp()
+{
+    if (!m_Restarting && !m_Lost.exchange(true)) LineLost();
+    Pause();
 }
 
 void CPortV7::TakeFrame(const CFrameV7& frame)

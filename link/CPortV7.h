@@ -50,6 +50,7 @@ public:
         int pollMs = 500;         // idle poll of the read thread
         int readyWaitMs = 512;    // PutPort's wait for the ready-to-send flag
         int writePollMs = 500;    // poll for room to write
+        int writeLimitMs = 2000;  // a frame that cannot leave in this time is given up
         int reopenMs = 7000;      // closed time after a restart request
         V7SecondsClock now;       // the 1-second gap rule of the read thread
     };
@@ -67,6 +68,11 @@ public:
     virtual void PutLogOut(const unsigned char* data, int len);
     // Takes each received packet, on the read thread.
     virtual void MngPack(CPackV7& pack) = 0;
+    // The line hung up (the device was unplugged, or the far end of a
+    // pseudo-terminal closed): told once, on the read thread, which then only
+    // looks again every poll interval until Close. It must only post; a
+    // restart's own closing is not a loss and is not told.
+    virtual void LineLost() {}
 
     // Opens and configures the port and starts the read thread. Throws
     // ErrorXML ("CPortV7::Open - " + path + the reason, errno) after closing
@@ -114,6 +120,8 @@ private:
     // One poll and read of the read thread.
     void ReadOnce(CFrameV7& frame, unsigned char* buf, time_t& lastRead);
     void TakeFrame(const CFrameV7& frame);
+    // A hang-up: told once, then a pause instead of a busy loop.
+    void HungUp();
     void WakeRead();
     void DrainWake();
 
@@ -133,4 +141,6 @@ private:
     int m_WakeFd = -1;              // ends the read thread's poll at Close
     std::atomic<long> m_BytesRead{0};
     std::atomic<long> m_BytesWritten{0};
+    std::atomic<bool> m_Lost{false};        // LineLost told for this opening
+    std::atomic<bool> m_Restarting{false};  // a restart request is leaving: the line will go
 };

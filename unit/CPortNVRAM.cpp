@@ -32,6 +32,8 @@ void CPortNVRAM::MngPack(CPackV7& pack)
     m_Host.TakePack(pack);
 }
 
+void CPortNVRAM::LineLost() { m_Host.LostLink(); }
+
 bool CPortNVRAM::Put(CPackV7& pack)
 {
     pack.SetID(CIdentV7(0, 1), CIdentV7(0, 0));

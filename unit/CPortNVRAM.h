@@ -19,6 +19,8 @@ public:
     void PutLogInp(const unsigned char* data, int len) override;
     void PutLogOut(const unsigned char* data, int len) override;
     void MngPack(CPackV7& pack) override;
+    // An unplugged unit is a lost link, as a silent one is on UDP.
+    void LineLost() override;
 
     // Identifiers 0.1 to 0.0, then PutPort; the next request waits for the
     // answer to this one. Does nothing and is true while the port is closed.

@@ -303,3 +303,19 @@ TEST(ConnectAtStart, AnAddressOnTheCommandLineConnectsWithoutAClick)
     ASSERT_TRUE(PumpUntil(Connected)) << State();
     EXPECT_EQ(Frame()->GetBookCtrl()->GetPageText(1), "System");
 }
+
+TEST(ConnectEnds, AnUnpluggedSerialUnitIsReportedAndAPressConnectsAgain)
+{
+    auto sim = std::make_unique<Simulator>(std::vector<std::string>{"--udp-port", "0", "--serial", "--ident", "7"});
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    Page()->m_ComPort = sim->Serial();
+    Press(typConnectUSB);
+    ASSERT_TRUE(PumpUntil(Connected)) << State();
+    sim.reset();   // the line hangs up
+    ASSERT_TRUE(PumpUntil([] { return State() == _W_(10048); }));
+    Click(Page()->m_BtnConnect);   // the user ends the connection
+    Simulator back({"--udp-port", "0", "--serial", "--ident", "7"});
+    Page()->m_ComPort = back.Serial();
+    Press(typConnectUSB);
+    EXPECT_TRUE(PumpUntil(Connected)) << State();
+}

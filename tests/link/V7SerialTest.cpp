@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <pty.h>
 
+#include <ctime>
 #include <utility>
 
 using namespace v7test;
@@ -21,8 +22,10 @@ public:
     void PutLog(const std::string&) override {}
     void PutErr(const wchar_t*, int) override {}
     void MngPack(CPackV7& pack) override { m_Inp.Put(pack); }
+    void LineLost() override { ++m_Lost; }
 
     InpQueuePackV7 m_Inp;
+    std::atomic<int> m_Lost{0};
 };
 
 using Bytes = std::vector<unsigned char>;
@@ -199,6 +202,53 @@ TEST(V7Serial, RestartClosesThePortUntilTheReopenWhichCloseEndsAtOnce)
         EXPECT_EQ(e.GetText(), DBString(L"CPortV7::Open - /dev/velk-no-such-port - error open USB port"));
         EXPECT_EQ(e.GetCode(), ENOENT);
     }
+}
+
+double CpuSeconds()
+{
+    timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
+}
+
+TEST(V7Serial, AHangUpIsToldOnceCostsNothingWhileItLastsAndANewOpenWorks)
+{
+    Line line;
+    close(std::exchange(line.master, -1));   // the unit is unplugged
+    ASSERT_TRUE(WaitUntil([&] { return line.port.m_Lost == 1; }));
+    const double cpu = CpuSeconds();
+    std::this_thread::sleep_for(1s);
+    EXPECT_LT(CpuSeconds() - cpu, 0.2) << "the read thread must not spin on a hung-up line";
+    EXPECT_EQ(line.port.m_Lost, 1);
+
+    line.port.Close();
+    char name[128];
+    int slave;
+    openpty(&line.master, &slave, name, nullptr, nullptr);
+    close(slave);
+    line.port.Open(name);
+    line.written = line.port.BytesRead();
+    line.Write(Frame(Numbered(9)));
+    EXPECT_EQ(line.Taken(), std::vector<uint32_t>{9});
+}
+
+TEST(V7Serial, ARestartOnALineNobodyReadsStillReopensAndPutPortReturns)
+{
+    Line line([](CPortV7::Timing& t) { t.readyWaitMs = 0; t.writeLimitMs = 200; t.reopenMs = 60000; });
+    CPackV7 big = Numbered(1);
+    big.SetAsk(CPackV7::packAsk, CPackV7::askNVRAM, 1, nullptr, 1000);
+    // Fill the line until a frame no longer leaves in time.
+    for (int i = 0; i < 1000; ++i) {
+        const auto t = Clock::now();
+        line.port.PutPort(big);
+        if (Clock::now() - t >= 150ms) break;
+    }
+    CPackV7 restart = Numbered(0, CPackV7::askRestart);
+    const auto t = Clock::now();
+    line.port.PutPort(restart);
+    EXPECT_LT(Clock::now() - t, 5s);
+    EXPECT_TRUE(WaitUntil([&] { return !line.port.IsOpen(); })) << "the reopen starts all the same";
+    EXPECT_EQ(line.port.m_Lost, 0) << "a restart's closing is no loss";
 }
 
 TEST(V7Serial, AUnitServesTheLineOnTheMasterOfAPseudoTerminal)
