@@ -39,6 +39,7 @@ struct Options {
     double drop = 0;
     unsigned seed = 1;
     int delayMs = 0;
+    int baud = 0;               // 0: the serial line is not paced
     long silentAfter = 0;       // 0: never
     int nvramStatus = 0;
     long wrongKey = 0;          // 0: never

@@ -1,5 +1,8 @@
 #include "tools/velkunit/UnitSerial.h"
 
+#include <chrono>
+#include <thread>
+
 #include "base/ErrorXML.h"
 #include "tools/velkunit/CUnit.h"
 #include "tools/velkunit/UnitLog.h"
@@ -22,8 +25,8 @@ constexpr char kByIdDir[] = "/dev/serial/by-id";
 
 }  // namespace
 
-UnitSerial::UnitSerial(BasePoolThread* pool, CUnit& unit, UnitTimer& timer, UnitLog& log, int delayMs)
-    : m_Unit(unit), m_Timer(timer), m_Log(log), m_DelayMs(delayMs), m_Port(pool, this)
+UnitSerial::UnitSerial(BasePoolThread* pool, CUnit& unit, UnitTimer& timer, UnitLog& log, int delayMs, int baud)
+    : m_Unit(unit), m_Timer(timer), m_Log(log), m_DelayMs(delayMs), m_Baud(baud), m_Port(pool, this)
 {
 }
 
@@ -79,8 +82,17 @@ void UnitSerial::Port::PutErr(const wchar_t* text, int code)
     m_Owner->m_Log.Event("error", DBString(text).ToStr() + ": " + std::strerror(code));
 }
 
+void UnitSerial::Pace(const CPackV7& pack) const
+{
+    if (m_Baud <= 0) return;
+    // The frame: start byte, two length bytes, the image, its CRC and the nonce.
+    const long bits = 10L * (pack.m_Len + 6);
+    std::this_thread::sleep_for(std::chrono::microseconds(bits * 1000000L / m_Baud));
+}
+
 void UnitSerial::Port::MngPack(CPackV7& pack)
 {
+    m_Owner->Pace(pack);   // the request's own time on the line
     EnableOut();   // the request is in: the line is ours to answer on
     CUnit::Answer answer = m_Owner->m_Unit.Handle(pack, "serial", m_Owner->m_Path);
     if (answer.replies.empty()) return;
@@ -90,7 +102,10 @@ void UnitSerial::Port::MngPack(CPackV7& pack)
         });
         return;
     }
-    for (CPackV7& reply : answer.replies) PutPort(reply);
+    for (CPackV7& reply : answer.replies) {
+        m_Owner->Pace(reply);
+        PutPort(reply);
+    }
 }
 
 }  // namespace velkunit

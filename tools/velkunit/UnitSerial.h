@@ -26,7 +26,9 @@ class UnitTimer;
 
 class UnitSerial {
 public:
-    UnitSerial(BasePoolThread* pool, CUnit& unit, UnitTimer& timer, UnitLog& log, int delayMs);
+    // `baud` above 0 paces the line: a request is taken, and each answer
+    // leaves, no sooner than its frame would cross a line of that speed.
+    UnitSerial(BasePoolThread* pool, CUnit& unit, UnitTimer& timer, UnitLog& log, int delayMs, int baud = 0);
     ~UnitSerial();
     UnitSerial(const UnitSerial&) = delete;
     UnitSerial& operator=(const UnitSerial&) = delete;
@@ -55,11 +57,14 @@ private:
     };
 
     void MakeLink();
+    // Waits as long as the frame of `pack` takes on the paced line.
+    void Pace(const CPackV7& pack) const;
 
     CUnit& m_Unit;
     UnitTimer& m_Timer;
     UnitLog& m_Log;
     int m_DelayMs;
+    int m_Baud;
     std::string m_Path;
     std::string m_Link;
     std::string m_LinkError;

@@ -161,7 +161,7 @@ int main(int argc, char** argv)
         addNet(UnitNet::Role::cloudKey, o.cloudKeyPort);
     }
     std::unique_ptr<UnitSerial> serial;
-    if (o.serial) serial = std::make_unique<UnitSerial>(&pool, unit, timer, log, o.delayMs);
+    if (o.serial) serial = std::make_unique<UnitSerial>(&pool, unit, timer, log, o.delayMs, o.baud);
 
     // A restart takes the unit off the network and brings it back with
     // the key of the written image.
