@@ -31,7 +31,7 @@
 class VelkonfFrame;
 class wxCommandEvent;
 
-inline constexpr char Version[] = "v1.0.6";
+inline constexpr char Version[] = "v" VELK_VERSION;
 
 // The unit's image, kind and feature bits (CUnitLB) and the flags of the
 // connection (CLinkHost) are the application's own members, as the pages and
