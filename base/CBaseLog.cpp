@@ -93,7 +93,7 @@ bool CBaseLog::DelayMsg::IsNeedToPut(const std::string& text, time_t now)
     return put;
 }
 
-size_t CBaseLog::DelayMsg::Size()
+size_t CBaseLog::DelayMsg::Size() const
 {
     std::lock_guard<std::mutex> lock(m_Mutex);
     return m_Silent.size();

@@ -51,11 +51,11 @@ public:
         bool IsNeedToPut(const std::string& text);
         // The same with the current time given, in seconds.
         bool IsNeedToPut(const std::string& text, time_t now);
-        size_t Size();
+        size_t Size() const;
 
     private:
         std::map<std::string, time_t> m_Silent;   // text -> silent until
-        std::mutex m_Mutex;
+        mutable std::mutex m_Mutex;
         time_t m_NextSweep;
         int m_Period;
     };

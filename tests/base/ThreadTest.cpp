@@ -4,6 +4,7 @@
 // lower bounds that a slow machine cannot break, and upper bounds only where
 // a fault would add a whole interval.
 #include "base/BasePoolThread.h"
+#include "base/ErrorXML.h"
 #include "support/WaitUntil.h"
 #include "base/StringQueue.h"
 
@@ -12,9 +13,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <csignal>
 #include <functional>
 #include <future>
+#include <stdexcept>
 #include <vector>
 
 // Shared with the log tests of this executable.
@@ -207,6 +210,24 @@ TEST(PoolProcedures, ARunningPairIsNotStartedAgainAnEndedThreadIsReusedAndAPairT
     ASSERT_TRUE(WaitUntil([&] { return next.calls == 1 && !u->IsBusy(); }));
     pool.StopProc(Proc::Run, &first);
     EXPECT_EQ(first.calls, 1);
+}
+
+TEST(PoolProcedures, AProcedureThatThrowsIsEndedAndItsFaultLoggedWhileThePoolGoesOn)
+{
+    Logged<BasePoolThread> pool("P", false);
+    std::atomic<int> calls{0};
+    const ThreadProc thrower = [](void* n) -> bool {
+        if (++*static_cast<std::atomic<int>*>(n) == 1) throw ErrorXML(DBString(L"no unit"), ENOENT);
+        throw std::runtime_error("bad state");
+    };
+    auto* t = pool.StartProc("thrower", thrower, &calls, 0, 10);
+    ASSERT_TRUE(WaitUntil([&] { return calls == 1 && !t->IsBusy(); }));
+    EXPECT_EQ(pool.Having("thrower - no unit: 2 - *"), 1) << "text and code";
+
+    t = pool.StartProc("thrower", thrower, &calls, 0, 10);
+    ASSERT_TRUE(WaitUntil([&] { return calls == 2 && !t->IsBusy(); }));
+    EXPECT_EQ(pool.Having("thrower - bad state"), 1);
+    EXPECT_EQ(calls, 2) << "each fault ended its run; the interval brought no other call";
 }
 
 TEST(StringQueueBounds, MaximumNHoldsNPlusOneThenDropsTheOldest)
