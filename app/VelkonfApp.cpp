@@ -102,7 +102,7 @@ void VelkonfApp::StartUp()
     // The channel coding draws its nonce from rand(): a different series per run.
     CPackV7::SeedNonce();
     m_UniqueIdent.SetUnique();
-    m_CloudKey.Set2(L"", L"Guest", DBString().Md5Hash().c_str(), Secrets::GuestKey.data());
+    m_CloudKey = GuestIdeaKey();
 
     SetSignalHandler(SIGTERM, [](int) { wxGetApp().CloseByRequest(); });
     SetSignalHandler(SIGINT, [](int) { wxGetApp().CloseByRequest(); });

@@ -84,3 +84,12 @@ TEST(KeySys, HexTextReadsPairsAndAllZerosMeansTheDefault)
     k.Set(L"");
     EXPECT_TRUE(k.IsEmpty());
 }
+
+TEST(KeySys, TheGuestKeyIsMadeOverTheDispatcherMaskUnlessItHasAValueOfItsOwn)
+{
+#if VELK_GUEST_KEY_OWN
+    GTEST_SKIP() << "this build configures a guest key of its own";
+#else
+    EXPECT_EQ(Secrets::GuestKey, Secrets::DispMask);
+#endif
+}
