@@ -145,7 +145,7 @@ TEST(ThreadTiming, IntervalZeroRunsOnceAfterTheDelayAndAPeriodIsKeptFromStartToS
     EXPECT_TRUE(p.Lines().empty()) << "no overrun";
 }
 
-TEST(ThreadTiming, OverrunIsLoggedOnceAndTheNextRunStartsAtOnceOnAThreadAndInThePool)
+TEST(ThreadTiming, AnOverrunIsLoggedOnceAndTheNextRunStartsAtOnce)
 {
     // Each call takes longer than the 1000 ms interval; the second ends it.
     Proc ts, ps;
@@ -182,34 +182,41 @@ TEST(ThreadStop, StopDuringTheFunctionWaitsForItAndPreventsTheNextRun)
     EXPECT_EQ(pool.Having("Stop  held(0,60000) PID: * removed from pool P"), 1);
 }
 
-TEST(PoolProcedures, ARunningPairIsNotStartedAgainAnEndedThreadIsReusedAndAPairThatNeverRanStopsAtOnce)
+TEST(PoolProcedures, StoppingAPairThatNeverRanReturnsAtOnceAndSaysNothing)
 {
-    Proc first, once, next;
+    Proc never;
     Logged<BasePoolThread> pool("P", true);
     const auto begin = Clock::now();
-    pool.StopProc(Proc::Run, &first);
+    pool.StopProc(Proc::Run, &never);
     EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
-    EXPECT_TRUE(pool.Lines().empty()) << "nothing to stop, nothing to say";
+    EXPECT_TRUE(pool.Lines().empty());
+}
 
+TEST(PoolProcedures, ARunningPairIsNotStartedAgain)
+{
+    Proc first;
+    Logged<BasePoolThread> pool("P", true);
     auto* t = pool.StartProc("first", Proc::Run, &first, 0, 60000);
     ASSERT_TRUE(WaitUntil([&] { return first.calls == 1; }));
     EXPECT_EQ(pool.StartProc("second", Proc::Run, &first, 5, 10), t);
     EXPECT_EQ(pool.Having("second NOT added to pool P because there is already a thread first(0,60000) PID: *"), 1);
     EXPECT_EQ(t->Name().rfind("first(0,60000) PID: ", 0), 0u);   // its settings kept
+    pool.StopProc(Proc::Run, &first);
+    EXPECT_EQ(first.calls, 1);
+}
 
-    // Another context is another procedure, on another thread, which is
-    // taken again for the next procedure once it has ended.
+TEST(PoolProcedures, AThreadWhoseProcedureEndedIsTakenForTheNextOne)
+{
+    Proc once, next;
+    Logged<BasePoolThread> pool("P", true);
     auto* u = pool.StartProc("once", Proc::Run, &once, 0, 0);
-    EXPECT_NE(u, t);
     ASSERT_TRUE(WaitUntil([&] { return once.calls == 1 && !u->IsBusy(); }));
     EXPECT_EQ(pool.Having("Stop  once(0,0) PID: * ended in pool P"), 1);
     EXPECT_EQ(pool.Having("*not new"), 0);
     EXPECT_EQ(pool.StartProc("next", Proc::Run, &next, 0, 0), u);
-    EXPECT_EQ(pool.Count(), 2);
+    EXPECT_EQ(pool.Count(), 1);
     EXPECT_EQ(pool.Having("Start next(0,0) PID: #* SetParamExec(next not new"), 1);
     ASSERT_TRUE(WaitUntil([&] { return next.calls == 1 && !u->IsBusy(); }));
-    pool.StopProc(Proc::Run, &first);
-    EXPECT_EQ(first.calls, 1);
 }
 
 TEST(PoolProcedures, AProcedureThatThrowsIsEndedAndItsFaultLoggedWhileThePoolGoesOn)

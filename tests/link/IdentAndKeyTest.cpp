@@ -29,7 +29,7 @@ TEST(IdentV7, WireFormRoundTripsEveryNodeAndDropsBitsAbove24)
     EXPECT_EQ(b.GetNode(), 5);
 }
 
-TEST(IdentV7, RangesComparisonAndNodeClasses)
+TEST(IdentV7, NodeAndDeviceStayInTheirRanges)
 {
     CIdentV7 id(7, 3);
     EXPECT_FALSE(id.Set(9, 256));
