@@ -25,9 +25,9 @@
 // Procedures never stop themselves: TimerProc reaches Disconnect, whose
 // override must call StopSendOnly, never Stop, and must not wait for a lock
 // that a caller of Stop may hold while Stop waits for TimerProc (the relay's
-// list mutex). A derived class must call Stop() in its own destructor, so that no procedure calls one of its overrides
-// while it is being destroyed; the base destructor only makes sure that no
-// procedure outlives the object.
+// list mutex). A derived class must call Stop() in its own destructor, so
+// that no procedure calls one of its overrides while it is being destroyed;
+// the base destructor only makes sure that no procedure outlives the object.
 #include "base/DBGUID.h"
 #include "base/DBString.h"
 #include "base/Secrets.h"
@@ -70,7 +70,7 @@ class CDispWind {
 public:
     static constexpr int MaxInFlight = 7;
     static constexpr int MaxTries = 5;    // sends of one packet before it is given up
-    static constexpr int MaxLost = 11;    // packets given up before the peer is
+    static constexpr int MaxLost = 11;    // packets given up in a row: the peer is lost
     static constexpr int kTickMs = 500;   // window time of one tick
     static constexpr int kRetryMs = 2000; // window time between two sends of one packet
 
