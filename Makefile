@@ -34,7 +34,7 @@ deps:
 	@tools/install-deps
 
 build:
-	cmake -S . -B $(BUILD) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake -S . -B $(BUILD) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELK_WERROR=ON
 	cmake --build $(BUILD)
 
 test-main: build
@@ -42,14 +42,14 @@ test-main: build
 
 test-asan:
 	cmake -S . -B $(BUILD_ASAN) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Debug -DVELK_SANITIZE=address \
-	  -DVELK_BUILD_GUI=OFF -DVELK_BUILD_BENCH=OFF -DVELK_BUILD_TOOLS=OFF
+	  -DVELK_WERROR=ON -DVELK_BUILD_GUI=OFF -DVELK_BUILD_BENCH=OFF
 	cmake --build $(BUILD_ASAN)
 	cd $(BUILD_ASAN) && $(TEST_ENV) ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  ctest --output-on-failure --timeout 600
 
 test-tsan:
 	cmake -S . -B $(BUILD_TSAN) $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELK_SANITIZE=thread \
-	  -DVELK_BUILD_GUI=OFF -DVELK_BUILD_BENCH=OFF -DVELK_BUILD_TOOLS=OFF
+	  -DVELK_WERROR=ON -DVELK_BUILD_GUI=OFF -DVELK_BUILD_BENCH=OFF
 	cmake --build $(BUILD_TSAN)
 	cd $(BUILD_TSAN) && $(TEST_ENV) TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
 	  $(NO_ASLR) ctest --output-on-failure --timeout 900

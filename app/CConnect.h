@@ -2,6 +2,7 @@
 // CConnect: the Connection page, first in the book and the only page before
 // a unit has answered. The user picks one of four connection methods and
 // presses one button, which starts and ends a connection.
+#include "link/V7Net.h"
 #include "pages/PropertySheetPanel.h"
 
 #include <wx/timer.h>
@@ -61,7 +62,7 @@ public:
     wxTimer m_Timer;
     wxString m_ComPort;
     in6_addr m_IP{};
-    int m_Port = 46000;
+    int m_Port = V7Net::kUnitPort;
     wxString m_Key;
     int m_Ident = 2;
     int m_Tick = 0;

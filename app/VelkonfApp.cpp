@@ -102,7 +102,7 @@ void VelkonfApp::StartUp()
     // The channel coding draws its nonce from rand(): a different series per run.
     CPackV7::SeedNonce();
     m_UniqueIdent.SetUnique();
-    m_CloudKey.Set2(L"", L"Guest", DBString().Md5Hash().c_str(), Secrets::GuestKey.data());
+    m_CloudKey = GuestIdeaKey();
 
     SetSignalHandler(SIGTERM, [](int) { wxGetApp().CloseByRequest(); });
     SetSignalHandler(SIGINT, [](int) { wxGetApp().CloseByRequest(); });
@@ -195,8 +195,8 @@ void VelkonfApp::ResetEventWaitWho() { m_WaitFlag.exchange(0); }
 
 bool VelkonfApp::WaitEventWaitWho(int seconds)
 {
-    const time_t start = std::time(nullptr);
-    while (std::time(nullptr) - start < seconds) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    while (std::chrono::steady_clock::now() < end) {
         // Keep the interface and its timers running: the events that decide
         // this wait are handled by this very loop.
         if (wxEventLoopBase* loop = wxEventLoopBase::GetActive())

@@ -31,7 +31,7 @@
 class VelkonfFrame;
 class wxCommandEvent;
 
-inline constexpr char Version[] = "v1.0.6";
+inline constexpr char Version[] = "v" VELK_VERSION;
 
 // The unit's image, kind and feature bits (CUnitLB) and the flags of the
 // connection (CLinkHost) are the application's own members, as the pages and
@@ -82,8 +82,8 @@ public:
     std::wstring m_Key;              // -k: unit key, text form
     std::string m_Pass;              // -p: kept, never read
     std::string m_CloudHost;         // -c: cloud server host
-    int m_CloudPort = 4998;          // cloud port of the buttons method
-    int m_CloudKeyPort = 4997;       // cloud port of the key method
+    int m_CloudPort = V7Net::kCloudPort;         // cloud port of the buttons method
+    int m_CloudKeyPort = V7Net::kCloudKeyPort;      // cloud port of the key method
     bool m_UseCloudKey = false;      // -u: the key method for an address given by -l
     CIdeaKey m_CloudKey;             // key of the cloud server's guest account
     bool m_DefKey = false;           // the link runs on the default key

@@ -3,7 +3,6 @@
 #include "base/CBaseLog.h"
 
 #include <chrono>
-#include <ctime>
 #include <iostream>
 
 using Clock = std::chrono::steady_clock;
@@ -78,6 +77,8 @@ std::string BasePoolThread::Thread::Name() const
 
 void BasePoolThread::Thread::PutLog(const std::string& text) { m_Pool->PutLog(text); }
 
+void BasePoolThread::Thread::PutErr(const DBString& text, int code) { m_Pool->PutErr(text, code); }
+
 void BasePoolThread::Thread::SetState(const std::string& state)
 {
     std::lock_guard<std::mutex> lock(m_TextMutex);
@@ -131,11 +132,16 @@ void BasePoolThread::Thread::Exec()
     const ThreadProc fn = m_Fn;
     void* const arg = m_Arg;
     const int interval = m_Interval;
+    std::string procName;
+    {
+        std::lock_guard<std::mutex> lock(m_TextMutex);
+        procName = m_ProcName;
+    }
     if (WaitBeforePoolExec(m_Delay)) {
         for (;;) {
             const auto t0 = Clock::now();
             SetState("Func begin");
-            const bool again = fn(arg);
+            const bool again = CallProc(fn, arg, procName);
             SetState(again ? "Func TRUE end" : "Func FALSE end");
             if (!again) break;
             const auto t1 = Clock::now();
@@ -172,23 +178,18 @@ bool BasePoolThread::PoolThreadProc(void* thread)
 
 BasePoolThread::BasePoolThread(const std::string& name, bool log) : m_Name(name), m_Log(log) {}
 
-BasePoolThread::~BasePoolThread()
-{
-    Stop();
-    for (Thread* t : m_Stopped) delete t;
-}
+BasePoolThread::~BasePoolThread() { Stop(); }
 
 void BasePoolThread::PutLog(const std::string& text) { std::cout << m_Name << " - " << text << std::endl; }
 
-int BasePoolThread::Count()
-{
-    LockGuard guard(this, "BasePoolThread::Count");
-    return m_Count;
-}
+void BasePoolThread::PutErr(const DBString& text, int code) { PutLog(CBaseLog::CnvErr(text.c_str(), code).ToStr()); }
+
+int BasePoolThread::Count() const { return m_Count; }
 
 BasePoolThread::Thread* BasePoolThread::FindLocked(ThreadProc fn, void* arg, std::string& outName, bool breakIt)
 {
-    for (Thread* t : m_List) {
+    for (const auto& owned : m_List) {
+        Thread* t = owned.get();
         if (t->m_Fn != fn || t->m_Arg != arg) continue;
         outName = t->Name();
         if (t->m_Busy) {
@@ -221,9 +222,9 @@ BasePoolThread::Thread* BasePoolThread::StartProc(const std::string& name, Threa
         LockGuard guard(this, "BasePoolThread::StartProc " + name);
         Thread* running = FindLocked(fn, arg, other, false);
         if (!running) {
-            for (Thread* c : m_List) {
+            for (const auto& c : m_List) {
                 if (!c->m_Busy) {
-                    t = c;
+                    t = c.get();
                     break;
                 }
             }
@@ -231,8 +232,7 @@ BasePoolThread::Thread* BasePoolThread::StartProc(const std::string& name, Threa
                 t->Assign(name, fn, arg, delayMs, intervalMs);
                 if (IsLog()) PutLog("Start " + t->Name() + "not new");
             } else {
-                t = new Thread(this);
-                m_List.push_back(t);
+                t = m_List.emplace_back(std::make_unique<Thread>(this)).get();
                 ++m_Count;
                 t->Assign(name, fn, arg, delayMs, intervalMs);
                 t->Start("BasePoolThread::StartProc: pool " + m_Name + " thread " + name, PoolThreadProc, t, 0, 0,
@@ -249,7 +249,7 @@ BasePoolThread::Thread* BasePoolThread::StartProc(const std::string& name, Threa
 
 void BasePoolThread::StopProc(ThreadProc fn, void* arg)
 {
-    const time_t start = std::time(nullptr);
+    const auto deadline = Clock::now() + std::chrono::seconds(BaseThread::Limits().stopSeconds.load());
     std::string name;
     std::string found;   // the name seen while it ran: the last pass finds nothing
     for (;;) {
@@ -260,7 +260,7 @@ void BasePoolThread::StopProc(ThreadProc fn, void* arg)
             return;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        if (std::time(nullptr) - start >= BaseThread::Limits().stopSeconds) break;
+        if (Clock::now() >= deadline) break;
     }
     const std::string text = found + " - thread not complete";
     PutLog(text);
@@ -271,7 +271,7 @@ void BasePoolThread::StopProc(ThreadProc fn, void* arg)
 void BasePoolThread::PrintProc()
 {
     LockGuard guard(this, "BasePoolThread::PrintProc");
-    for (Thread* t : m_List)
+    for (const auto& t : m_List)
         PutLog(t->Name() + (t->m_Busy ? "1" : "0") + (t->m_PoolBreak ? " 1" : " 0"));
 }
 
@@ -279,11 +279,11 @@ void BasePoolThread::Stop()
 {
     LockGuard guard(this, "BasePoolThread::Stop");
     m_Running.exchange(false);
-    for (Thread* t : m_List) {
+    for (const auto& t : m_List) {
         t->SetBusy();   // waits for a procedure that is still running
         t->BaseThread::Stop();
     }
-    m_Stopped.insert(m_Stopped.end(), m_List.begin(), m_List.end());
+    for (auto& t : m_List) m_Stopped.push_back(std::move(t));
     m_List.clear();
     m_Count = 0;
 }
@@ -301,4 +301,10 @@ void PoolThread::PutLog(const std::string& text)
 {
     if (CBaseLog* log = m_BadLog) log->PutUtf8(text);
     else BasePoolThread::PutLog(text);
+}
+
+void PoolThread::PutErr(const DBString& text, int code)
+{
+    if (CBaseLog* log = m_BadLog) log->PutErr(text.c_str(), code);
+    else BasePoolThread::PutErr(text, code);
 }

@@ -13,6 +13,10 @@
 // thread's `poolBreak` mutex. The text mutex of a thread and the holder mutex
 // of the pool are leaves.
 //
+// Faults: a procedure that throws (ErrorXML or another std::exception) is
+// ended as if it had returned false; the text and code go to the pool's log
+// (PutErr: the application's pool writes them to its bad log).
+//
 // Limits: the pool lock is waited for at most 30 s, a procedure's end at most
 // 31 s (ThreadLimits); past that the process logs one line, prints it after
 // "abort " on standard output and aborts.
@@ -26,6 +30,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -40,6 +45,7 @@ public:
         // Procedure name "(" delay "," interval ")", thread id, state, blank.
         std::string Name() const override;
         void PutLog(const std::string& text) override;   // to the pool's log
+        void PutErr(const DBString& text, int code) override;
         ~Thread() override;
 
         bool IsBusy() const { return m_Busy; }
@@ -75,6 +81,8 @@ public:
 
     // Pool name, " - ", text, on standard output.
     virtual void PutLog(const std::string& text);
+    // A procedure's fault: CBaseLog::CnvErr of text and code, to PutLog.
+    virtual void PutErr(const DBString& text, int code);
     // Stops the pool (a second Stop finds the list empty) and frees the
     // threads of every earlier Stop.
     virtual ~BasePoolThread();
@@ -94,7 +102,7 @@ public:
     void Unlock();
 
     const std::string& PoolName() const { return m_Name; }
-    int Count();   // threads in the list
+    int Count() const;   // threads in the list
 
 private:
     class LockGuard;
@@ -119,15 +127,15 @@ private:
 
     std::string m_Name;
     bool m_Log;
-    std::list<Thread*> m_List;
-    int m_Count = 0;
+    std::list<std::unique_ptr<Thread>> m_List;
+    std::atomic<int> m_Count{0};   // changed under the pool lock
     SteadyLock m_Lock;
     std::string m_LastHolder;   // overwritten at each lock, under m_HolderMutex
     std::mutex m_HolderMutex;
     std::atomic<bool> m_Running{true};
     // Threads of a stopped pool stay allocated until the pool goes, since a
     // caller may still hold the pointer StartProc gave it.
-    std::vector<Thread*> m_Stopped;
+    std::vector<std::unique_ptr<Thread>> m_Stopped;
 };
 
 // The application's pool: its lines go to the given log (the application
@@ -139,6 +147,7 @@ public:
     ~PoolThread() override;
     void SetLog(CBaseLog* badLog) { m_BadLog = badLog; }
     void PutLog(const std::string& text) override;
+    void PutErr(const DBString& text, int code) override;
 
 private:
     std::atomic<CBaseLog*> m_BadLog;

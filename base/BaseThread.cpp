@@ -1,9 +1,11 @@
 #include "base/BaseThread.h"
 
+#include "base/CBaseLog.h"
+#include "base/ErrorXML.h"
+
 #include <unistd.h>
 
 #include <cstdlib>
-#include <ctime>
 #include <iostream>
 
 using Clock = std::chrono::steady_clock;
@@ -51,6 +53,20 @@ std::string BaseThread::Name() const
 }
 
 void BaseThread::PutLog(const std::string& text) { std::cout << Name() << " - " << text << std::endl; }
+
+void BaseThread::PutErr(const DBString& text, int code) { PutLog(CBaseLog::CnvErr(text.c_str(), code).ToStr()); }
+
+bool BaseThread::CallProc(ThreadProc fn, void* arg, const std::string& procName)
+{
+    try {
+        return fn(arg);
+    } catch (const ErrorXML& e) {
+        PutErr(DBString(procName.c_str()) + L" - " + e.GetText(), e.GetCode());
+    } catch (const std::exception& e) {
+        PutErr(DBString(procName.c_str()) + L" - " + DBString(e.what()), 0);
+    }
+    return false;
+}
 
 void BaseThread::Release(const char* where)
 {
@@ -108,6 +124,11 @@ void BaseThread::Proc()
     const bool log = m_Log;
     const ThreadProc fn = m_Fn;
     void* const arg = m_Arg;
+    std::string procName;
+    {
+        std::lock_guard<std::mutex> lock(m_TextMutex);
+        procName = m_Name;
+    }
 
     if (log || s_IsAllLog) PutLog("Start " + copy);
     if (WaitBeforeExec(delay)) {
@@ -115,7 +136,7 @@ void BaseThread::Proc()
             const auto t0 = Clock::now();
             if (log) PutLog("Exec " + copy);
             m_InExec = true;
-            const bool again = fn(arg);
+            const bool again = CallProc(fn, arg, procName);
             m_InExec = false;
             if (!again) {
                 if (log) {
@@ -170,9 +191,9 @@ void BaseThread::Stop()
         if (!name.empty()) PutLog("Stop " + name);
     }
     BreakExec();
-    // The limit is on wall-clock seconds; the pause between polls is 1 ms
-    // (sleep_for resumes after a signal).
-    const time_t start = std::time(nullptr);
+    // The limit is on the steady clock, so that a change of the wall clock
+    // neither fires nor hides it; the pause between polls is 1 ms.
+    const auto deadline = Clock::now() + std::chrono::seconds(Limits().stopSeconds.load());
     do {
         if (!m_Thread.joinable()) return;
         if (!m_Running) {
@@ -180,7 +201,7 @@ void BaseThread::Stop()
             return;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    } while (std::time(nullptr) - start < Limits().stopSeconds);
+    } while (Clock::now() < deadline);
     const std::string text = Name() + " - thread not complete";
     PutLog(text);
     AbortProcess(text);

@@ -12,6 +12,11 @@
 // stop limit (31 s) is a fatal fault: the process logs one line, prints it on
 // standard output after "abort " and aborts. There is no recovery.
 //
+// Faults: an ErrorXML or other std::exception thrown by the procedure is
+// caught at the edge of each call, logged with its text and code (PutErr),
+// and ends that run of the procedure as if it had returned false; the thread
+// and the process go on.
+//
 // Threads: Start, Stop and the destructor are called by the owner, one thread
 // at a time. The body runs on its own thread. BreakExec and Name may be
 // called from any thread.
@@ -21,6 +26,8 @@
 // Destroying the object while its function is running detaches the body
 // (" - BaseThread::~BaseThread: forced disconnection !!!"), which then runs on
 // an object that no longer exists: stop a thread before destroying it.
+#include "base/DBString.h"
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -48,6 +55,8 @@ public:
     virtual void PrintListProc();   // hook for overrun reports; empty here
     virtual std::string Name() const;
     virtual void PutLog(const std::string& text);
+    // A fault of the procedure: its text and code (CBaseLog::CnvErr), to PutLog.
+    virtual void PutErr(const DBString& text, int code);
     virtual ~BaseThread();
 
     void Start(const std::string& name, ThreadProc fn, void* arg, int delayMs, int intervalMs, bool log);
@@ -84,6 +93,9 @@ public:
     };
 
 protected:
+    // One call of the procedure; a fault thrown by it is logged and reads as
+    // false, so that it ends the procedure instead of the process.
+    bool CallProc(ThreadProc fn, void* arg, const std::string& procName);
     // Waits until the deadline or until `flag` is set under `mutex`; true if
     // the time ran out with no break.
     static bool WaitForBreak(std::mutex& mutex, std::condition_variable& cond, const std::atomic<bool>& flag,

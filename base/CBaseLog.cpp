@@ -65,13 +65,19 @@ std::string PathLogs()
 // ---------------------------------------------------------------- DelayMsg
 
 CBaseLog::DelayMsg::DelayMsg(int periodMinutes)
-    : m_NextSweep(std::time(nullptr) + static_cast<time_t>(periodMinutes) * 60), m_Period(periodMinutes)
+    : m_NextSweep(Now() + static_cast<time_t>(periodMinutes) * 60), m_Period(periodMinutes)
 {
 }
 
 CBaseLog::DelayMsg::~DelayMsg() = default;
 
-bool CBaseLog::DelayMsg::IsNeedToPut(const std::string& text) { return IsNeedToPut(text, std::time(nullptr)); }
+time_t CBaseLog::DelayMsg::Now()
+{
+    return static_cast<time_t>(
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now().time_since_epoch()).count());
+}
+
+bool CBaseLog::DelayMsg::IsNeedToPut(const std::string& text) { return IsNeedToPut(text, Now()); }
 
 bool CBaseLog::DelayMsg::IsNeedToPut(const std::string& text, time_t now)
 {
@@ -93,7 +99,7 @@ bool CBaseLog::DelayMsg::IsNeedToPut(const std::string& text, time_t now)
     return put;
 }
 
-size_t CBaseLog::DelayMsg::Size()
+size_t CBaseLog::DelayMsg::Size() const
 {
     std::lock_guard<std::mutex> lock(m_Mutex);
     return m_Silent.size();

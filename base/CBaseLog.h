@@ -49,13 +49,16 @@ public:
         explicit DelayMsg(int periodMinutes);
         virtual ~DelayMsg();
         bool IsNeedToPut(const std::string& text);
-        // The same with the current time given, in seconds.
+        // The same with the current time given, in seconds of Now().
         bool IsNeedToPut(const std::string& text, time_t now);
-        size_t Size();
+        // Seconds on the steady clock: a change of the wall clock neither
+        // ends a silent spell early nor stretches it.
+        static time_t Now();
+        size_t Size() const;
 
     private:
         std::map<std::string, time_t> m_Silent;   // text -> silent until
-        std::mutex m_Mutex;
+        mutable std::mutex m_Mutex;
         time_t m_NextSweep;
         int m_Period;
     };

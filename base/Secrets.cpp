@@ -6,7 +6,7 @@
 //
 //   cmake -DVELK_SECRET_DEFAULT_LINK_KEY=<32 hex> -DVELK_SECRET_SERIAL_KEY=<32 hex>
 //         -DVELK_SECRET_FOR_KEY_SYS=<32 hex> -DVELK_SECRET_PRO_CLOUD_KEY=<32 hex>
-//         -DVELK_SECRET_DISP_MASK=<32 hex> -DVELK_SECRET_GUEST_KEY=<32 hex>
+//         -DVELK_SECRET_DISP_MASK=<32 hex> [-DVELK_SECRET_GUEST_KEY=<32 hex>]
 //         -DVELK_SECRET_CLOUD_HOST=<host> ...
 #include "base/Secrets.h"
 
@@ -34,9 +34,10 @@ namespace {
 #define VELK_SECRET_DISP_MASK "A55AC33C0FF096691EE12DD24BB478B7"  // PLACEHOLDER
 #define VELK_PLACEHOLDER_5 1
 #endif
+// The guest account's key material is the dispatcher mask, unless a value
+// of its own is configured.
 #ifndef VELK_SECRET_GUEST_KEY
-#define VELK_SECRET_GUEST_KEY "6B8F2C4D0E1A3957B2C4D6E8F0A1B3C5"  // PLACEHOLDER
-#define VELK_PLACEHOLDER_6 1
+#define VELK_SECRET_GUEST_KEY VELK_SECRET_DISP_MASK
 #endif
 #ifndef VELK_SECRET_CLOUD_HOST
 // Placeholder: the unit simulator (velkunit --cloud) serves as the cloud
@@ -79,8 +80,7 @@ const char* const CloudHost = VELK_SECRET_CLOUD_HOST;
 bool AnyPlaceholder()
 {
 #if defined(VELK_PLACEHOLDER_1) || defined(VELK_PLACEHOLDER_2) || defined(VELK_PLACEHOLDER_3) || \
-    defined(VELK_PLACEHOLDER_4) || defined(VELK_PLACEHOLDER_5) || defined(VELK_PLACEHOLDER_6) || \
-    defined(VELK_PLACEHOLDER_7)
+    defined(VELK_PLACEHOLDER_4) || defined(VELK_PLACEHOLDER_5) || defined(VELK_PLACEHOLDER_7)
     return true;
 #else
     return false;

@@ -18,7 +18,8 @@ extern const Key16 ForKeySys;
 extern const Key16 ProCloudKey;
 // CSendDisp::m_Maska: key mask of the dispatcher protocol.
 extern const Key16 DispMask;
-// Fixed key material of the cloud server's guest account.
+// Fixed key material of the cloud server's guest account: DispMask unless
+// configured on its own.
 extern const Key16 GuestKey;
 // Host name of the default cloud server.
 extern const char* const CloudHost;

@@ -30,7 +30,7 @@ bool StringQueue::Read(std::string& out)
     return true;
 }
 
-size_t StringQueue::Size()
+size_t StringQueue::Size() const
 {
     std::lock_guard<std::mutex> lock(m_Mutex);
     return m_Queue.size();

@@ -27,11 +27,11 @@ public:
     bool Put(std::string&& text);
     // Blocks until there is an entry, then moves the oldest one out. Always true.
     bool Read(std::string& out);
-    size_t Size();
+    size_t Size() const;
 
 private:
     std::deque<std::string> m_Queue;
-    std::mutex m_Mutex;
+    mutable std::mutex m_Mutex;
     std::condition_variable m_Cond;
     unsigned long m_MaxSize;
 };

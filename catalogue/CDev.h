@@ -15,6 +15,7 @@ public:
     static constexpr int kindLiftControllerCAN = 1;
     static constexpr int kindLU = 12;
     static constexpr int kindLU7 = 14;
+    static constexpr int hwSubCM3 = 2;   // hardware sub-type of a kind-12 unit that is a CM3
     static constexpr int kindCount = 16;
     static constexpr int controllerCount = 137;
 
@@ -26,6 +27,13 @@ public:
     // " (code)". An unknown combination gives "(kind) (code)", so that a new
     // device shows as numbers, not as an error.
     DBString TypLB() const;
+
+    // A unit's generation, from the kind and hardware sub-type of its
+    // information reply: generation 7 is kind 14; CM3 is kind 12 with
+    // hardware sub-type 2. Both keep the description at 0x180 and eight
+    // link records.
+    static bool IsV7(int typLB) { return typLB == kindLU7; }
+    static bool IsCM3OrV7(int typLB, int typLBSub) { return (typLB == kindLU && typLBSub == hwSubCM3) || IsV7(typLB); }
 
     static DBString S(unsigned int id);
     // Label of a generation 7 terminal; *found tells whether the variant is known.

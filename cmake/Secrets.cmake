@@ -10,6 +10,8 @@ set(_velk_secret_keys
   PRO_CLOUD_KEY     "ProCloudKey: IDEA key of the cloud coding"
   DISP_MASK         "CSendDisp::m_Maska: key mask of the dispatcher protocol"
   GUEST_KEY         "Key material of the cloud server's guest account")
+# The guest account's key material is the dispatcher mask unless a value of
+# its own is configured.
 
 set(VELK_SECRET_DEFINES "")
 list(LENGTH _velk_secret_keys _n)
@@ -18,7 +20,12 @@ foreach(_i RANGE 0 ${_last} 2)
   math(EXPR _j "${_i} + 1")
   list(GET _velk_secret_keys ${_i} _name)
   list(GET _velk_secret_keys ${_j} _doc)
-  set(VELK_SECRET_${_name} "" CACHE STRING "${_doc} (32 hex digits; empty: placeholder)")
+  if(_name STREQUAL "GUEST_KEY")
+    set(_empty "the dispatcher mask")
+  else()
+    set(_empty "placeholder")
+  endif()
+  set(VELK_SECRET_${_name} "" CACHE STRING "${_doc} (32 hex digits; empty: ${_empty})")
   if(NOT VELK_SECRET_${_name} STREQUAL "")
     if(NOT VELK_SECRET_${_name} MATCHES "^[0-9A-Fa-f]+$")
       message(FATAL_ERROR "VELK_SECRET_${_name} must be 32 hexadecimal digits")

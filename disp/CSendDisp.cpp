@@ -79,7 +79,7 @@ bool CDispWind::Put(CPackDisp& pack)
     }
     pack.SetIdent(m_Owner->NextIdent());
     if (!m_Owner->SendSocket(pack)) return false;
-    m_List.emplace_back(pack, m_Owner->m_RetryMs);
+    m_List.emplace_back(pack, kRetryMs);
     return true;
 }
 
@@ -107,8 +107,8 @@ void CDispWind::Start()
         if (m_Started) return;
         m_Started = true;
     }
-    const int tick = m_Owner->m_TickMs;
-    m_Pool->StartProc(m_Name, TimerProc, this, tick, tick);
+    const int period = std::max(1, m_Owner->m_Timing.timerMs);
+    m_Pool->StartProc(m_Name, TimerProc, this, period, period);
 }
 
 void CDispWind::Stop()
@@ -139,7 +139,7 @@ void CDispWind::Clear()
     m_Cond.notify_all();
 }
 
-int CDispWind::InFlight()
+int CDispWind::InFlight() const
 {
     std::lock_guard<std::mutex> lock(m_Mutex);
     return static_cast<int>(m_List.size());
@@ -154,11 +154,11 @@ bool CDispWind::Tick()
         std::lock_guard<std::mutex> lock(m_Mutex);
         for (auto it = m_List.begin(); it != m_List.end();) {
             if (it->tries < MaxTries) {
-                it->timerMs -= owner.m_TickMs;
+                it->timerMs -= kTickMs;
                 if (it->timerMs < 1) {
                     owner.SendSocket(*it);   // a failure is logged there, and retried next time
                     ++it->tries;
-                    it->timerMs = owner.m_RetryMs;
+                    it->timerMs = kRetryMs;
                 }
             }
             if (it->tries < MaxTries) {
@@ -192,8 +192,6 @@ CSendDisp::CSendDisp(BasePoolThread* pool, const in6_addr& peer, int port, int m
       m_Peer(peer),
       m_Port(port),
       m_Guid(guid ? *guid : DBGUID()),
-      m_TickMs(std::max(1, Timing().tickMs.load())),
-      m_RetryMs(std::max(1, Timing().retryMs.load())),
       m_Wind(this, pool)
 {
     m_Key.Key(DefaultKey().Data());
@@ -206,12 +204,6 @@ CSendDisp::~CSendDisp()
     StopSending();
     m_Pool->StopProc(PutProc, this);
     m_Wind.EndTimer();
-}
-
-CDispTiming& CSendDisp::Timing()
-{
-    static CDispTiming timing;
-    return timing;
 }
 
 CIdeaKey CSendDisp::DefaultKey()

@@ -25,10 +25,9 @@
 // Procedures never stop themselves: TimerProc reaches Disconnect, whose
 // override must call StopSendOnly, never Stop, and must not wait for a lock
 // that a caller of Stop may hold while Stop waits for TimerProc (the relay's
-// list mutex). A derived class must call Stop()
-// in its own destructor, so that no procedure calls one of its overrides
-// while it is being destroyed; the base destructor only makes sure that no
-// procedure outlives the object.
+// list mutex). A derived class must call Stop() in its own destructor, so
+// that no procedure calls one of its overrides while it is being destroyed;
+// the base destructor only makes sure that no procedure outlives the object.
 #include "base/DBGUID.h"
 #include "base/DBString.h"
 #include "base/Secrets.h"
@@ -48,14 +47,6 @@
 class BasePoolThread;
 class CIdeaKey;
 class CSendDisp;
-
-// The two times of the exchange. Production keeps 500 ms and 2000 ms; a test
-// shortens them so that retransmission and the loss of a peer do not take
-// seconds. A session reads them once, when it is constructed.
-struct CDispTiming {
-    std::atomic<int> tickMs{500};     // period of the window timer
-    std::atomic<int> retryMs{2000};   // pause between two sends of one packet
-};
 
 // A packet in the window: how often it went out, and the time left until the
 // next send.
@@ -79,7 +70,9 @@ class CDispWind {
 public:
     static constexpr int MaxInFlight = 7;
     static constexpr int MaxTries = 5;    // sends of one packet before it is given up
-    static constexpr int MaxLost = 11;    // packets given up before the peer is
+    static constexpr int MaxLost = 11;    // packets given up in a row: the peer is lost
+    static constexpr int kTickMs = 500;   // window time of one tick
+    static constexpr int kRetryMs = 2000; // window time between two sends of one packet
 
     CDispWind(CSendDisp* owner, BasePoolThread* pool);
     ~CDispWind();
@@ -100,18 +93,21 @@ public:
     // Sends a CloseLink, ends the timer and empties the window.
     void Stop();
     void Clear();
-    int InFlight();
+    int InFlight() const;
+    // One pass of the timer, 500 ms of window time: resends and give-ups,
+    // and the loss of the peer. False once the peer is given up. Public so
+    // that a test can drive the window's time itself.
+    bool Tick();
 
 private:
     friend class CSendDisp;
     static bool TimerProc(void* wind);
-    bool Tick();
     bool HasRoomLocked() const;
     // Ends the timer without a CloseLink (the peer is gone or has closed).
     void EndTimer();
 
     std::list<CPackDispWind> m_List;
-    std::mutex m_Mutex;
+    mutable std::mutex m_Mutex;
     std::condition_variable m_Cond;   // Put waits here for room
     bool m_Started = false;
     BasePoolThread* m_Pool;
@@ -203,13 +199,20 @@ public:
     void SetKey(const CIdeaKey& key);
     // The protocol's key: CIdeaKey::Set2 of three empty texts and m_Maska.
     static CIdeaKey DefaultKey();
-    // The timing that sessions constructed from now on will use.
-    static CDispTiming& Timing();
 
     bool IsActive() const { return m_Active; }
     int LostCount() const { return m_LostCount; }
     const in6_addr& Peer() const { return m_Peer; }
     int Port() const { return m_Port; }
+    CDispWind& Wind() { return m_Wind; }
+
+    // The real period of the window timer, each run of which counts as one
+    // 500 ms tick of window time. Production keeps 500; a test runs the window
+    // faster, or sets an hour and calls CDispWind::Tick itself. Set before Start.
+    struct Timing {
+        int timerMs = CDispWind::kTickMs;
+    };
+    Timing m_Timing;
 
 private:
     friend class CDispWind;
@@ -238,7 +241,5 @@ private:
     uint32_t m_OutIdent = 0;   // under the window lock
     std::atomic<int> m_LostCount{0};
     CIdeaCtx m_Key;            // under m_KeyMutex
-    const int m_TickMs;
-    const int m_RetryMs;
     CDispWind m_Wind;
 };

@@ -1,6 +1,7 @@
 #include "link/CIdeaKey.h"
 
 #include "base/DBString.h"
+#include "base/Secrets.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -21,3 +22,10 @@ void CIdeaKey::Set2(const wchar_t* a, const wchar_t* b, const wchar_t* c, const 
 }
 
 int CIdeaKey::rand() { return std::rand(); }
+
+CIdeaKey GuestIdeaKey()
+{
+    CIdeaKey guest;
+    guest.Set2(L"", L"Guest", DBString().Md5Hash().c_str(), Secrets::GuestKey.data());
+    return guest;
+}

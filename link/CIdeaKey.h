@@ -15,3 +15,8 @@ public:
 private:
     unsigned char m_Key[16];
 };
+
+// The key of the cloud server's guest account, under which the buttons
+// method talks: Set2 of "", "Guest" and the MD5 text of an empty text, over
+// Secrets::GuestKey. Both ends of that link derive it here.
+CIdeaKey GuestIdeaKey();

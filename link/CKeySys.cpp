@@ -2,6 +2,7 @@
 
 #include "base/Secrets.h"
 #include "link/CIdeaCtx.h"
+#include "link/CIdeaKey.h"
 #include "link/CPackV7.h"
 
 #include <cstring>
@@ -82,3 +83,10 @@ bool CKeySys::IsEmpty() const
 }
 
 bool CKeySys::operator!=(const CKeySys& other) const { return std::memcmp(m_Key, other.m_Key, sizeof m_Key) != 0; }
+
+CKeySys GuestKeySys()
+{
+    CKeySys key;
+    key.Set(GuestIdeaKey().Data());
+    return key;
+}

@@ -32,3 +32,6 @@ public:
 private:
     unsigned char m_Key[16];
 };
+
+// GuestIdeaKey (link/CIdeaKey.h) as a link key.
+CKeySys GuestKeySys();

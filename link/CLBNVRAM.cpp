@@ -70,12 +70,12 @@ bool CLBNVRAM::IsKnovRange(int adr, int len) const
     return true;
 }
 
-bool CLBNVRAM::IsKnovEth() const { return IsKnovRange(0x400, 1024); }
+bool CLBNVRAM::IsKnovEth() const { return IsKnovRange(kEthBase, kEthLen); }
 
-bool CLBNVRAM::IsKnovDNS() const { return IsKnovRange(0x200, 256); }
+bool CLBNVRAM::IsKnovDNS() const { return IsKnovRange(kDomain, kDomainLen); }
 
 bool CLBNVRAM::IsKnovDescr(int typLBSub) const
 {
     if (typLBSub == 0) return false;
-    return IsKnovRange(typLBSub == 1 ? 0x100 : 0x180, 96);
+    return IsKnovRange(typLBSub == 1 ? kDescrOld : kDescrCM3V7, kDescrLen);
 }

@@ -2,9 +2,10 @@
 // CLBNVRAM: the program's copy of a unit's 2048-byte parameter memory, with a
 // known-bit per byte (read from the unit or set by a page).
 //
-// Areas: 0x100 and 0x180 the device description (96 bytes, by unit kind),
-// 0x200 the link domain names (256), 0x400 the main parameter area (1024),
-// which the "Eth" accessors address relative to 0x400 so that -1024..1023
+// Areas (the constants below): the device description at kDescrOld or
+// kDescrCM3V7 (kDescrLen bytes, by unit kind), the link domain names at
+// kDomain (kDomainLen), the main parameter area at kEthBase (kEthLen), which
+// the "Eth" accessors address relative to kEthBase so that -1024..1023
 // reaches the whole image. An unknown byte reads as 0xFF.
 //
 // Only the user-interface thread touches an image; there is no lock.
@@ -12,7 +13,13 @@
 class CLBNVRAM {
 public:
     static constexpr int kSize = 2048;
-    static constexpr int kEthBase = 0x400;
+    static constexpr int kDescrOld = 0x100;     // description of an older unit
+    static constexpr int kDescrCM3V7 = 0x180;   // description of a CM3 or generation 7 unit
+    static constexpr int kDescrLen = 96;
+    static constexpr int kDomain = 0x200;       // link domain names
+    static constexpr int kDomainLen = 0x100;
+    static constexpr int kEthBase = 0x400;      // main parameter area
+    static constexpr int kEthLen = 0x400;
 
     CLBNVRAM() { Clear(); }
 
@@ -34,11 +41,12 @@ public:
     bool SetEth(int adr, unsigned char value);
     int GetEth(int adr) const;   // the byte, or -1 outside -1024..1023
 
-    bool IsKnovEth() const;   // all of 0x400..0x7FF
-    bool IsKnovDNS() const;   // all of 0x200..0x2FF
+    bool IsKnovEth() const;   // all of the main area
+    bool IsKnovDNS() const;   // all of the domain area
     // The description of the unit's sub-type: none for 0 (no information
-    // reply yet), 0x100 for sub-type 1, 0x180 for any other. This is not the
-    // same test as the one that chooses where to read it; see the connect code.
+    // reply yet), kDescrOld for sub-type 1, kDescrCM3V7 for any other. This is
+    // not the same test as the one that chooses where to read it
+    // (CUnitLB::DescrAddr).
     bool IsKnovDescr(int typLBSub) const;
 
     unsigned char m_Data[kSize];

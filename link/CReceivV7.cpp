@@ -5,6 +5,7 @@
 #include "base/IPv6.h"
 #include "base/StringRes.h"
 #include "link/CSendV7.h"
+#include "link/V7Net.h"
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
@@ -18,7 +19,6 @@ namespace {
 
 constexpr int kLastLU = 9999899;       // nodes above it and up to kLastService are service nodes
 constexpr int kLastService = 9999999;  // nodes above it are programs
-constexpr int kServerNode = 9999997;
 
 DBString AddrPort(const in6_addr& addr, int port) { return IPv6PortToStrW(addr, port); }
 
@@ -237,7 +237,7 @@ void CReceivV7::MngUnknown(CPackV7& pack, const CKeySys& key, bool byCloud, cons
         return;
     }
     if (CSendV7* own = GetSend(m_Ident)) LogPut(own, addr, port, pack.m_Buf, pack.m_Len + 2);
-    if (node == kServerNode) {
+    if (node == V7Net::kNodeServer) {
         m_TimeServer = Now();
         return;
     }

@@ -129,7 +129,7 @@ public:
     int m_BindPort = 0;          // to bind; 0: chosen by the system
     CIdentV7 m_Ident;            // our own identifier
     CKeySys m_Key;               // our default link key
-    std::atomic<time_t> m_TimeServer{0};   // last packet from node 9999997
+    std::atomic<time_t> m_TimeServer{0};   // last packet from V7Net::kNodeServer
     Timing m_Timing;
 
 private:

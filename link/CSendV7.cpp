@@ -52,7 +52,7 @@ void CSendV7::CReplyForSend::Clear()
     m_List.clear();
 }
 
-size_t CSendV7::CReplyForSend::Size()
+size_t CSendV7::CReplyForSend::Size() const
 {
     std::lock_guard<std::mutex> lock(m_Mutex);
     return m_List.size();
@@ -237,7 +237,7 @@ CKeySys CSendV7::GetKey()
     return m_Key;
 }
 
-size_t CSendV7::QueueSize()
+size_t CSendV7::QueueSize() const
 {
     std::lock_guard<std::mutex> lock(m_QueueMutex);
     return m_Queue.size();

@@ -64,7 +64,7 @@ public:
         void AddTo(CPackV7& pack);
         bool IsOwed();
         void Clear();
-        size_t Size();
+        size_t Size() const;
 
     private:
         struct Entry {
@@ -72,7 +72,7 @@ public:
             bool sent;
             time_t time;
         };
-        std::mutex m_Mutex;
+        mutable std::mutex m_Mutex;
         std::list<Entry> m_List;   // oldest first
     };
 
@@ -135,7 +135,7 @@ public:
     void SetKey(const CKeySys& key);
     CKeySys GetKey();
 
-    size_t QueueSize();
+    size_t QueueSize() const;
     bool IsRun() const { return m_Run; }
     time_t Now() const { return V7Now(m_Timing.now); }
 
@@ -150,7 +150,7 @@ private:
     int m_LastIdent = 0;           // under the window lock
     BasePoolThread* m_Pool;
     std::mutex m_SendMutex;
-    std::mutex m_QueueMutex;
+    mutable std::mutex m_QueueMutex;
     std::condition_variable m_QueueCond;
 
 public:

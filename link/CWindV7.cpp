@@ -47,7 +47,7 @@ void CWindV7::Clear()
     m_Cond.notify_all();
 }
 
-int CWindV7::Count()
+int CWindV7::Count() const
 {
     std::lock_guard<std::mutex> lock(m_Mutex);
     return static_cast<int>(m_List.size());

@@ -69,7 +69,7 @@ public:
     // give-ups. Public so that a test can drive the window's time itself.
     void Tick();
 
-    int Count();
+    int Count() const;
     bool IsStarted() const { return m_Start; }
 
     std::atomic<int> m_Fail{0};      // failures since the peer was last heard
@@ -84,7 +84,7 @@ private:
     bool SpanAllows() const;
 
     std::list<CPackWindV7> m_List;   // oldest first, under m_Mutex
-    std::mutex m_Mutex;
+    mutable std::mutex m_Mutex;
     std::condition_variable m_Cond;
     std::atomic<bool> m_Start{false};
     BasePoolThread* m_Pool = nullptr;

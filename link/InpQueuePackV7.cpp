@@ -16,7 +16,7 @@ bool InpQueuePackV7::Read(CPackV7& pack)
     return true;
 }
 
-size_t InpQueuePackV7::Size()
+size_t InpQueuePackV7::Size() const
 {
     std::lock_guard<std::mutex> lock(m_Mutex);
     return m_Queue.size();

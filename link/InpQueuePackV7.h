@@ -16,10 +16,10 @@ public:
     bool Put(const CPackV7& pack);
     // Moves the oldest packet into `pack`; false when the queue is empty.
     bool Read(CPackV7& pack);
-    size_t Size();
+    size_t Size() const;
     void Clear();
 
 private:
     std::deque<CPackV7> m_Queue;
-    std::mutex m_Mutex;
+    mutable std::mutex m_Mutex;
 };

@@ -8,8 +8,6 @@ namespace {
 
 constexpr int kData = 14;              // data byte 0 of a reply
 constexpr int kMainAdr = CLBNVRAM::kEthBase;
-constexpr int kDescrLen = 96;
-constexpr int kDomainAdr = 0x200;
 
 void Word(unsigned char* out, int value)
 {
@@ -25,11 +23,11 @@ int DataByte(const CPackV7& reply, int n)
 
 }  // namespace
 
-bool CUnitLB::IsV7() const { return m_TypLB == CDev::kindLU7; }
+bool CUnitLB::IsV7() const { return CDev::IsV7(m_TypLB); }
 
-bool CUnitLB::IsCM3OrV7() const { return (m_TypLBSub == 2 && m_TypLB == CDev::kindLU) || IsV7(); }
+bool CUnitLB::IsCM3OrV7() const { return CDev::IsCM3OrV7(m_TypLB, m_TypLBSub); }
 
-int CUnitLB::DescrAddr() const { return IsCM3OrV7() ? 0x180 : 0x100; }
+int CUnitLB::DescrAddr() const { return IsCM3OrV7() ? CLBNVRAM::kDescrCM3V7 : CLBNVRAM::kDescrOld; }
 
 bool CUnitLB::IsComplete() const
 {
@@ -92,10 +90,10 @@ void CUnitLB::TakeInfo(const CPackV7& reply, CPackV7& pack, const PutFn& put)
         m_FeatMQTT = m_Feat[1] & 0x01;
         m_Feat4G = m_Feat[1] & 0x20;
     }
-    AskRead(pack, put, DescrAddr(), kDescrLen);
+    AskRead(pack, put, DescrAddr(), CLBNVRAM::kDescrLen);
     if (m_FeatDomain) {
-        AskRead(pack, put, kDomainAdr, kReadChunk);
-        AskRead(pack, put, kDomainAdr + kReadChunk, kReadChunk);
+        AskRead(pack, put, CLBNVRAM::kDomain, kReadChunk);
+        AskRead(pack, put, CLBNVRAM::kDomain + kReadChunk, kReadChunk);
     }
 }
 
@@ -125,7 +123,7 @@ std::vector<CUnitLB::Chunk> CUnitLB::SaveLayout() const
     chunks.push_back({descr, 32});
     chunks.push_back({descr + 32, kWriteChunk});
     if (m_FeatDomain)
-        for (int adr = kDomainAdr; adr < kDomainAdr + 0x100; adr += kWriteChunk) chunks.push_back({adr, kWriteChunk});
+        for (int adr = CLBNVRAM::kDomain; adr < CLBNVRAM::kDomain + CLBNVRAM::kDomainLen; adr += kWriteChunk) chunks.push_back({adr, kWriteChunk});
     return chunks;
 }
 

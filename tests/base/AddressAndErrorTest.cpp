@@ -31,7 +31,7 @@ TEST(IPv6Helpers, CloseSocketLeavesMinusOne)
     EXPECT_EQ(fd, -1);
 }
 
-TEST(ErrorXMLForms, ResourceCodesAndPlainTexts)
+TEST(ErrorXMLForms, EveryFormYieldsItsTextAndCode)
 {
     const bool old = g_StringENU;
     g_StringENU = true;

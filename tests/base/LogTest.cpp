@@ -143,7 +143,7 @@ TEST(BadLog, RepeatsAreSilencedButNotInTheBoxFormsWhichAloneReachTheHandlerAndTh
 
 TEST(BadLog, ASilentSpellRunsFromItsFirstLineAndExpiredTextsAreSwept)
 {
-    const time_t t0 = std::time(nullptr);
+    const time_t t0 = CBaseLog::DelayMsg::Now();
     CBaseLog::DelayMsg filter(5);
     EXPECT_TRUE(filter.IsNeedToPut("a", t0));
     EXPECT_FALSE(filter.IsNeedToPut("a", t0 + 200));   // repeats do not push the spell back

@@ -4,6 +4,7 @@
 // lower bounds that a slow machine cannot break, and upper bounds only where
 // a fault would add a whole interval.
 #include "base/BasePoolThread.h"
+#include "base/ErrorXML.h"
 #include "support/WaitUntil.h"
 #include "base/StringQueue.h"
 
@@ -12,9 +13,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <csignal>
 #include <functional>
 #include <future>
+#include <stdexcept>
 #include <vector>
 
 // Shared with the log tests of this executable.
@@ -142,7 +145,7 @@ TEST(ThreadTiming, IntervalZeroRunsOnceAfterTheDelayAndAPeriodIsKeptFromStartToS
     EXPECT_TRUE(p.Lines().empty()) << "no overrun";
 }
 
-TEST(ThreadTiming, OverrunIsLoggedOnceAndTheNextRunStartsAtOnceOnAThreadAndInThePool)
+TEST(ThreadTiming, AnOverrunIsLoggedOnceAndTheNextRunStartsAtOnce)
 {
     // Each call takes longer than the 1000 ms interval; the second ends it.
     Proc ts, ps;
@@ -179,34 +182,59 @@ TEST(ThreadStop, StopDuringTheFunctionWaitsForItAndPreventsTheNextRun)
     EXPECT_EQ(pool.Having("Stop  held(0,60000) PID: * removed from pool P"), 1);
 }
 
-TEST(PoolProcedures, ARunningPairIsNotStartedAgainAnEndedThreadIsReusedAndAPairThatNeverRanStopsAtOnce)
+TEST(PoolProcedures, StoppingAPairThatNeverRanReturnsAtOnceAndSaysNothing)
 {
-    Proc first, once, next;
+    Proc never;
     Logged<BasePoolThread> pool("P", true);
     const auto begin = Clock::now();
-    pool.StopProc(Proc::Run, &first);
+    pool.StopProc(Proc::Run, &never);
     EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
-    EXPECT_TRUE(pool.Lines().empty()) << "nothing to stop, nothing to say";
+    EXPECT_TRUE(pool.Lines().empty());
+}
 
+TEST(PoolProcedures, ARunningPairIsNotStartedAgain)
+{
+    Proc first;
+    Logged<BasePoolThread> pool("P", true);
     auto* t = pool.StartProc("first", Proc::Run, &first, 0, 60000);
     ASSERT_TRUE(WaitUntil([&] { return first.calls == 1; }));
     EXPECT_EQ(pool.StartProc("second", Proc::Run, &first, 5, 10), t);
     EXPECT_EQ(pool.Having("second NOT added to pool P because there is already a thread first(0,60000) PID: *"), 1);
     EXPECT_EQ(t->Name().rfind("first(0,60000) PID: ", 0), 0u);   // its settings kept
+    pool.StopProc(Proc::Run, &first);
+    EXPECT_EQ(first.calls, 1);
+}
 
-    // Another context is another procedure, on another thread, which is
-    // taken again for the next procedure once it has ended.
+TEST(PoolProcedures, AThreadWhoseProcedureEndedIsTakenForTheNextOne)
+{
+    Proc once, next;
+    Logged<BasePoolThread> pool("P", true);
     auto* u = pool.StartProc("once", Proc::Run, &once, 0, 0);
-    EXPECT_NE(u, t);
     ASSERT_TRUE(WaitUntil([&] { return once.calls == 1 && !u->IsBusy(); }));
     EXPECT_EQ(pool.Having("Stop  once(0,0) PID: * ended in pool P"), 1);
     EXPECT_EQ(pool.Having("*not new"), 0);
     EXPECT_EQ(pool.StartProc("next", Proc::Run, &next, 0, 0), u);
-    EXPECT_EQ(pool.Count(), 2);
+    EXPECT_EQ(pool.Count(), 1);
     EXPECT_EQ(pool.Having("Start next(0,0) PID: #* SetParamExec(next not new"), 1);
     ASSERT_TRUE(WaitUntil([&] { return next.calls == 1 && !u->IsBusy(); }));
-    pool.StopProc(Proc::Run, &first);
-    EXPECT_EQ(first.calls, 1);
+}
+
+TEST(PoolProcedures, AProcedureThatThrowsIsEndedAndItsFaultLoggedWhileThePoolGoesOn)
+{
+    Logged<BasePoolThread> pool("P", false);
+    std::atomic<int> calls{0};
+    const ThreadProc thrower = [](void* n) -> bool {
+        if (++*static_cast<std::atomic<int>*>(n) == 1) throw ErrorXML(DBString(L"no unit"), ENOENT);
+        throw std::runtime_error("bad state");
+    };
+    auto* t = pool.StartProc("thrower", thrower, &calls, 0, 10);
+    ASSERT_TRUE(WaitUntil([&] { return calls == 1 && !t->IsBusy(); }));
+    EXPECT_EQ(pool.Having("thrower - no unit: 2 - *"), 1) << "text and code";
+
+    t = pool.StartProc("thrower", thrower, &calls, 0, 10);
+    ASSERT_TRUE(WaitUntil([&] { return calls == 2 && !t->IsBusy(); }));
+    EXPECT_EQ(pool.Having("thrower - bad state"), 1);
+    EXPECT_EQ(calls, 2) << "each fault ended its run; the interval brought no other call";
 }
 
 TEST(StringQueueBounds, MaximumNHoldsNPlusOneThenDropsTheOldest)

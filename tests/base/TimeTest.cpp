@@ -56,7 +56,7 @@ TEST(DBTimeDateValue, UtcConversionWithBiasRoundTrips)
     EXPECT_EQ(DBTime().ToDATE(true, 0), 0.0) << "the zero time has no date";
 }
 
-TEST(DBTimeText, ZeroAndOrdinaryTimes)
+TEST(DBTimeText, EachTextFormShowsTheTimeOfDayInItsOwnLayout)
 {
     setenv("TZ", "UTC", 1);
     tzset();

@@ -1,8 +1,8 @@
 // The dispatcher exchange: two sessions over real sockets on ::1 (or one fed
 // datagrams by hand): window, merging, retransmission, acknowledgements, the
 // duplicate filter, ident wrap, the loss of a silent peer and delivery through
-// random loss. Times are shortened through CSendDisp::Timing(); every wait is
-// for a condition, with a deadline far beyond need.
+// random loss. The window's time runs by hand (CDispWind::Tick) or on a fast
+// timer; every wait is for a condition, with a deadline far beyond need.
 #include "DispHarness.h"
 
 #include <gtest/gtest.h>
@@ -39,17 +39,20 @@ std::function<bool(int)> TwentyPercentLoss(unsigned seed)
 
 }  // namespace
 
-TEST(DispExchange, AFullWindowHoldsTheEighthPacketAndMergesWhatQueuesBehindIt)
+TEST(DispExchange, AFullWindowHoldsTheEighthPacketUntilAnAcknowledgementMakesRoom)
 {
-    LoopbackPair pair(50, 1000);
+    LoopbackPair pair(kManualTicks);
+    CDispWind& wind = pair.a.Wind();
     pair.b.Lose(LoseAll);   // B hears everything, but its acknowledgements are lost
     for (int i = 0; i < 28; ++i) pair.a.SendMes(IndexMes(i, i < 7 ? 300 : 4));   // 300 bytes: one packet each
-
-    // The window gives nothing up for 4 s: ident 8 must not appear meanwhile.
-    ASSERT_TRUE(WaitUntil([&] { return pair.a.SendsOf(7) > 0; }));
-    EXPECT_FALSE(WaitUntil([&] { return pair.a.SendsOf(8) > 0; }, std::chrono::seconds(1)));
+    ASSERT_TRUE(WaitUntil([&] { return wind.InFlight() == 7 && pair.a.SendsOf(7) == 1; }));
+    for (int tick = 0; tick < 8; ++tick) wind.Tick();   // two resends of each, none given up
+    EXPECT_EQ(pair.a.SendsOf(1), 3);
+    EXPECT_EQ(wind.InFlight(), 7);
+    EXPECT_EQ(pair.a.SendsOf(8), 0);
 
     pair.b.Lose(nullptr);
+    for (int tick = 0; tick < 4; ++tick) wind.Tick();   // the third resend is acknowledged
     ASSERT_TRUE(WaitUntil([&] { return pair.b.Received() == 28; }));
     EXPECT_EQ(pair.b.log.Lock()->received, Range(0, 28)) << "in order, and resends of 1..7 not delivered again";
     EXPECT_EQ(pair.a.SendsOf(10), 0) << "21 messages queued behind the full window travel in at most two packets";
@@ -57,9 +60,11 @@ TEST(DispExchange, AFullWindowHoldsTheEighthPacketAndMergesWhatQueuesBehindIt)
 
 TEST(DispExchange, AnAcknowledgementPastAGapResendsTheOlderPacketsAtTheNextTick)
 {
-    LoopbackPair pair(20, 600000);   // no resend by the retry timer during the test
+    LoopbackPair pair(kManualTicks);
     pair.a.Lose([first = std::set<int>{1, 2}](int ident) mutable { return first.erase(ident) > 0; });
     for (int i = 0; i < 3; ++i) pair.a.SendMes(IndexMes(i, 300));
+    ASSERT_TRUE(WaitUntil([&] { return pair.b.Received() == 1 && pair.a.Wind().InFlight() == 2; }));
+    pair.a.Wind().Tick();
     ASSERT_TRUE(WaitUntil([&] { return pair.b.Received() == 3; }));
     EXPECT_EQ(pair.b.log.Lock()->received, (std::vector<int>{2, 0, 1}));
 }
@@ -93,21 +98,49 @@ TEST(DispExchange, IdentsWrapFrom255To1AndEveryPacketStillArrives)
     EXPECT_EQ(std::vector<int>(log->packets.begin() + 253, log->packets.end()), (std::vector<int>{254, 255, 1, 2, 3}));
 }
 
-TEST(DispExchange, ASilentPeerIsGivenUpAfterElevenLostPacketsWithOneDisconnect)
+TEST(DispExchange, APacketIsSentFiveTimesTwoSecondsApartAndThenGivenUp)
 {
-    LoopbackPair pair(10, 100);
+    LoopbackPair pair(kManualTicks);
     pair.b.Lose(LoseAll);
-    // 300-byte messages cannot be merged: one packet each.
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 10; ++i) pair.a.SendMes(IndexMes(i, 300));
-    ASSERT_TRUE(WaitUntil([&] { return pair.a.LostCount() == 10; }));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(400)) << "a pause before each resend";
-    EXPECT_TRUE(pair.a.IsActive()) << "ten lost packets are not enough";
-    pair.a.SendMes(IndexMes(10, 300));
-    ASSERT_TRUE(WaitUntil([&] { return !pair.a.IsActive(); }));
-    pair.a.Stop();   // waits for the timer procedure: no second Disconnect can follow
+    pair.a.SendMes(IndexMes(0, 300));
+    ASSERT_TRUE(WaitUntil([&] { return pair.a.Wind().InFlight() == 1; }));
+    std::vector<int> sentAtTick{0};
+    for (int tick = 1; tick <= 17; ++tick) {   // ticks of 500 ms
+        const int before = pair.a.SendsOf(1);
+        pair.a.Wind().Tick();
+        if (pair.a.SendsOf(1) > before) sentAtTick.push_back(tick);
+        if (tick == 16) {
+            EXPECT_EQ(pair.a.Wind().InFlight(), 0) << "given up with its fifth send";
+        }
+    }
+    EXPECT_EQ(sentAtTick, (std::vector<int>{0, 4, 8, 12, 16}));
+    EXPECT_EQ(pair.a.LostCount(), 1);
+}
 
-    for (int ident = 1; ident <= 11; ++ident) EXPECT_EQ(pair.a.SendsOf(ident), 5) << ident;
+TEST(DispExchange, ASilentPeerIsGivenUpAtItsEleventhLostPacketInARow)
+{
+    LoopbackPair pair(kManualTicks);
+    pair.b.Lose(LoseAll);
+    int index = 0;
+    auto loseOne = [&] {   // 300 bytes: one packet, given up after 16 ticks
+        pair.a.SendMes(IndexMes(index++, 300));
+        ASSERT_TRUE(WaitUntil([&] { return pair.a.Wind().InFlight() == 1; }));
+        for (int tick = 0; tick < 16; ++tick) pair.a.Wind().Tick();
+    };
+    for (int i = 0; i < 10; ++i) loseOne();
+    // A valid packet from the peer: the count starts again.
+    pair.b.Lose(nullptr);
+    pair.b.SendMes(IndexMes(100));
+    ASSERT_TRUE(WaitUntil([&] { return pair.a.Received() == 1; }));
+    EXPECT_EQ(pair.a.LostCount(), 0);
+    pair.b.Lose(LoseAll);
+    for (int i = 0; i < 10; ++i) loseOne();
+    EXPECT_TRUE(pair.a.IsActive()) << "ten lost packets in a row are not enough";
+    EXPECT_EQ(pair.a.log.Lock()->disconnects, 0);
+
+    loseOne();
+    EXPECT_FALSE(pair.a.IsActive());
+    pair.a.Stop();
     EXPECT_EQ(pair.a.log.Lock()->disconnects, 1);
     EXPECT_EQ(pair.a.log.Lock()->bad,
               std::vector<DBString>{DBString(L"CDispWind::TimerProc - Disconnect ") + pair.a.ToStr()});
@@ -115,7 +148,7 @@ TEST(DispExchange, ASilentPeerIsGivenUpAfterElevenLostPacketsWithOneDisconnect)
 
 TEST(DispExchange, EveryMessageArrivesOnceThroughTwentyPercentLossBothWays)
 {
-    LoopbackPair pair(10, 50);
+    LoopbackPair pair(10);
     pair.a.Lose(TwentyPercentLoss(7));
     pair.b.Lose(TwentyPercentLoss(11));
     constexpr int count = 300;
@@ -135,7 +168,7 @@ TEST(DispExchange, EveryMessageArrivesOnceThroughTwentyPercentLossBothWays)
     }
 }
 
-TEST(DispExchange, TheDuplicateFilterRemembersTheLastFourteenIdentsAndOwesThemInOnePacket)
+TEST(DispExchange, TheDuplicateFilterRemembersTheLastFourteenIdents)
 {
     CSendDisp::CReplyForSend replies;
     for (int id = 1; id <= 14; ++id) ASSERT_TRUE(replies.Add(id));

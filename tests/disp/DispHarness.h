@@ -166,13 +166,15 @@ public:
     void BadPutErr(const wchar_t*, int code) override { log.Lock()->errors.push_back(code); }
 };
 
-// Two sessions talking over two real sockets on ::1, with the exchange's times
-// shortened for the pair's life.
+// Two sessions talking over two real sockets on ::1, each window's timer
+// running every timerMs of real time (one tick of window time each).
 struct LoopbackPair {
-    explicit LoopbackPair(int tickMs = 500, int retryMs = 2000) : timing(tickMs, retryMs)
+    explicit LoopbackPair(int timerMs = CDispWind::kTickMs)
     {
         sockA.Route(sockB.Port(), &a);
         sockB.Route(sockA.Port(), &b);
+        a.m_Timing.timerMs = timerMs;
+        b.m_Timing.timerMs = timerMs;
         a.Start();
         b.Start();
     }
@@ -183,18 +185,12 @@ struct LoopbackPair {
         sockB.Stop();
     }
 
-    struct Timing {   // before the sessions, which read it when they are built
-        Timing(int tickMs, int retryMs) { Set(tickMs, retryMs); }
-        ~Timing() { Set(500, 2000); }
-        static void Set(int tickMs, int retryMs)
-        {
-            CSendDisp::Timing().tickMs = tickMs;
-            CSendDisp::Timing().retryMs = retryMs;
-        }
-    } timing;
     BasePoolThread pool{"disptest", false};
     TestReceiver sockA{&pool}, sockB{&pool};
     TestSession a{&pool, &sockA, sockB.Port()}, b{&pool, &sockB, sockA.Port()};
 };
+
+// A timer period that never comes within a test: the test ticks by hand.
+constexpr int kManualTicks = 3600 * 1000;
 
 }  // namespace disptest

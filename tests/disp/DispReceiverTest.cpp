@@ -11,7 +11,7 @@
 
 using namespace disptest;
 
-TEST(DispReceiver, ShortDatagramsMakeNoSessionOthersReachTheirSendersSessionAndStopEndsTheRead)
+TEST(DispReceiver, EachDatagramReachesOnlyTheSessionOfItsSender)
 {
     BasePoolThread pool("disptest", false);
     TestSession session(&pool, nullptr, 1);   // outlives the readers that call it

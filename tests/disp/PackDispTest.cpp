@@ -103,6 +103,11 @@ TEST(PackDispReplies, RepliesStayBehindTheMessagesUntilAMessageReaches512)
     EXPECT_EQ(q.ReplyCount(), 0) << "at L + M = 512 the message stays in and the replies are gone";
     EXPECT_EQ(Read(Reread(q)).size(), 2u);
     EXPECT_FALSE(q.AddMes(Mes(CMesDisp::Event, 3))) << "above 512";
+
+    CPackDisp full(Mes(CMesDisp::Config, 490));
+    ASSERT_TRUE(full.AddMes(Mes(CMesDisp::Config, 17)));   // L = 511
+    EXPECT_FALSE(full.AddReply(idents, 1)) << "one reply byte would make L 512";
+    EXPECT_EQ(full.Len(), 511);
 }
 
 TEST(PackDispMessages, VoiceTravelsAloneButAReplyByteDoesNotCount)

@@ -36,7 +36,7 @@ TEST(AppLogs, StartAndStopLinesFrameTheRun)
     ASSERT_TRUE(gui::StartApp({"enu", "-i12"}));
     CloseAndExit();
     std::string bad = ReadLog("bad");
-    EXPECT_NE(bad.find("Start v1.0.6 C.UTF-8 velkonf enu -i12\n"), std::string::npos) << bad;
+    EXPECT_NE(bad.find("Start v" VELK_VERSION " C.UTF-8 velkonf enu -i12\n"), std::string::npos) << bad;
     ASSERT_GE(bad.size(), 5u);
     EXPECT_EQ(bad.substr(bad.size() - 5), "Stop\n") << bad;
     EXPECT_TRUE(std::filesystem::is_directory(std::string(std::getenv("HOME")) + "/VELK/logs/Velkonf/dat"));

@@ -54,7 +54,7 @@ void CloseAndExit(std::function<void()> how)
 
 }  // namespace
 
-TEST(Options, EachLetterTakesItsValueAndTheRestIsIgnored)
+TEST(Options, EachLetterInEitherCaseTakesTheValueAfterIt)
 {
     VelkonfApp& app = wxGetApp();
     app.ParseArgument("-i42");
@@ -72,6 +72,8 @@ TEST(Options, EachLetterTakesItsValueAndTheRestIsIgnored)
     app.ParseArgument("-l::");
     EXPECT_TRUE(isNulIPv6(app.m_IP)) << "a nil address is as good as none";
 
+    app.ParseArgument("-H46002");
+    EXPECT_EQ(app.m_Port, 46002) << "upper case reads as lower case";
     app.ParseArgument("-h46001");
     app.ParseArgument("-kA1b2C3d4");
     app.ParseArgument("-psecret");
@@ -156,7 +158,7 @@ TEST(AppStart, WithoutLangStartUpFailsWithAMessage)
     EXPECT_EQ(Frame(), nullptr);
 }
 
-TEST(AppSettings, WindowSizeIsRestoredAndSavedAndTheSwitchesCleared)
+TEST(AppSettings, ARunLeavesTheWindowAsItFoundItButForTheOneRunSwitches)
 {
     WriteSettings("[Param]\nwidth=900\nheight=700\nOpenLink=1\nChgMacAddr=1\nUserDescriptor=1\n");
     ASSERT_TRUE(gui::StartApp({}));

@@ -1,8 +1,8 @@
 // Main of the GUI tests: a real VelkonfApp under Xvfb.
 //
 // A wx application starts and stops once per process, so each test case runs
-// in a process of its own: CTest starts one per case, and a plain run of this
-// program re-runs itself once per selected case.
+// in a process of its own: CTest starts one per case; a plain run that
+// selects several re-runs this program once per case.
 #include "GuiTest.h"
 
 #include "app/VelkonfApp.h"
@@ -14,11 +14,14 @@
 #include <wx/evtloop.h>
 #include <wx/timer.h>
 
+#include <algorithm>
 #include <chrono>
 #include <clocale>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <vector>
 
@@ -28,41 +31,27 @@ wxIMPLEMENT_APP_NO_MAIN(VelkonfApp);
 
 namespace {
 
-bool Glob(const char* p, const char* s)
-{
-    if (!*p) return !*s;
-    if (*p == '*') return Glob(p + 1, s) || (*s && Glob(p, s + 1));
-    return *s && (*p == '?' || *p == *s) && Glob(p + 1, s + 1);
-}
-
-bool AnyOf(const std::string& patterns, const std::string& name)
-{
-    std::stringstream in(patterns);
-    for (std::string p; std::getline(in, p, ':');)
-        if (Glob(p.c_str(), name.c_str())) return true;
-    return false;
-}
-
-// GoogleTest's filter: positive patterns, then '-' and negative ones.
-bool MatchesFilter(const std::string& name, const std::string& filter)
-{
-    size_t dash = filter.find('-');
-    std::string pos = filter.substr(0, dash), neg = dash == std::string::npos ? "" : filter.substr(dash + 1);
-    return AnyOf(pos.empty() ? "*" : pos, name) && !AnyOf(neg, name);
-}
-
+// The cases this run selects, as GoogleTest's own filter selects them: the
+// program lists them for itself (names as "Suite.Case").
 std::vector<std::string> SelectedTests()
 {
+    char self[4096];
+    const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n <= 0) return {};
+    self[n] = 0;
+    const std::string command = std::string("'") + self + "' --gtest_list_tests '--gtest_filter=" +
+                                GTEST_FLAG_GET(filter) + "'";
     std::vector<std::string> names;
-    const auto* unit = testing::UnitTest::GetInstance();
-    const std::string filter = GTEST_FLAG_GET(filter);
-    for (int i = 0; i < unit->total_test_suite_count(); ++i) {
-        const auto* suite = unit->GetTestSuite(i);
-        for (int j = 0; j < suite->total_test_count(); ++j) {
-            std::string name = std::string(suite->name()) + "." + suite->GetTestInfo(j)->name();
-            if (MatchesFilter(name, filter) &&
-                name.find("DISABLED_") == std::string::npos)
-                names.push_back(name);
+    std::unique_ptr<FILE, int (*)(FILE*)> list(popen(command.c_str(), "r"), &pclose);
+    std::string suite;
+    char line[1024];
+    while (list && std::fgets(line, sizeof line, list.get())) {
+        std::string text(line);
+        text = text.substr(0, std::min(text.find("  #"), text.find('\n')));
+        if (text.rfind("  ", 0) == 0) {
+            if (text.find("DISABLED_") == std::string::npos) names.push_back(suite + text.substr(2));
+        } else {
+            suite = text;
         }
     }
     return names;

@@ -29,7 +29,7 @@ TEST(IdentV7, WireFormRoundTripsEveryNodeAndDropsBitsAbove24)
     EXPECT_EQ(b.GetNode(), 5);
 }
 
-TEST(IdentV7, RangesComparisonAndNodeClasses)
+TEST(IdentV7, NodeAndDeviceStayInTheirRanges)
 {
     CIdentV7 id(7, 3);
     EXPECT_FALSE(id.Set(9, 256));
@@ -83,4 +83,13 @@ TEST(KeySys, HexTextReadsPairsAndAllZerosMeansTheDefault)
     EXPECT_EQ(k.GetString(), L"00110000000000000000000000000000");
     k.Set(L"");
     EXPECT_TRUE(k.IsEmpty());
+}
+
+TEST(KeySys, TheGuestKeyIsMadeOverTheDispatcherMaskUnlessItHasAValueOfItsOwn)
+{
+#if VELK_GUEST_KEY_OWN
+    GTEST_SKIP() << "this build configures a guest key of its own";
+#else
+    EXPECT_EQ(Secrets::GuestKey, Secrets::DispMask);
+#endif
 }

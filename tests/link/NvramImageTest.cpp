@@ -43,19 +43,19 @@ TEST(NvramImage, AreasCountAsKnownOnlyWhenEveryByteIs)
 {
     CLBNVRAM img;
     const std::vector<unsigned char> fill(1024, 0);
-    img.Set(0x400, fill.data(), 1023);
+    img.Set(CLBNVRAM::kEthBase, fill.data(), CLBNVRAM::kEthLen - 1);
     EXPECT_FALSE(img.IsKnovEth());
-    img.SetKnovByte(0x7FF);
+    img.SetKnovByte(CLBNVRAM::kSize - 1);
     EXPECT_TRUE(img.IsKnovEth());
-    img.Set(0x200, fill.data(), 255);
+    img.Set(CLBNVRAM::kDomain, fill.data(), CLBNVRAM::kDomainLen - 1);
     EXPECT_FALSE(img.IsKnovDNS());
-    img.SetEth(-0x101, 0);   // image byte 0x2FF
+    img.SetEth(CLBNVRAM::kDomain + CLBNVRAM::kDomainLen - 1 - CLBNVRAM::kEthBase, 0);   // the domain's last byte
     EXPECT_TRUE(img.IsKnovDNS());
 
     // The description lies where the sub-type says; sub-type 0 means the
     // unit has not told its type yet, whatever the bits say.
-    img.Set(0x100, fill.data(), 96);
+    img.Set(CLBNVRAM::kDescrOld, fill.data(), CLBNVRAM::kDescrLen);
     EXPECT_TRUE(img.IsKnovDescr(1) && !img.IsKnovDescr(2));
-    img.Set(0x180, fill.data(), 96);
+    img.Set(CLBNVRAM::kDescrCM3V7, fill.data(), CLBNVRAM::kDescrLen);
     EXPECT_TRUE(img.IsKnovDescr(2) && !img.IsKnovDescr(0));
 }

@@ -165,7 +165,7 @@ TEST(PackV7Parse, ReceivedHeaderFollowsClassAndType)
     }
 }
 
-TEST(PackV7Parse, CarriedMessageHeadAndLengthAgreement)
+TEST(PackV7Parse, ACarriedMessageIsTakenOnlyWhenItsLengthByteAgreesWithThePacket)
 {
     // The head is read in address form from the length byte on; with a
     // length byte of 58 its bit 5 becomes address bit 7, which moves to

@@ -1,5 +1,6 @@
 // The V7 UDP receiver's decisions, driven by a raw peer over the loopback:
 // what is delivered, acknowledged, followed, refused and reported.
+#include "link/V7Net.h"
 #include "tests/link/V7Peers.h"
 
 #include <gtest/gtest.h>
@@ -122,7 +123,7 @@ TEST(V7Receiver, UnknownPeersGetASenderOnlyWhenTheRulesAllow)
     EXPECT_TRUE(reports.WaitFor(L"unknown device 557.1"));
     peer.SendFrom(CIdentV7(9999999, 0), kProg, port, 0, 0);   // a service node
     EXPECT_TRUE(reports.WaitFor(L"unknown device 9999999.0"));
-    peer.SendFrom(CIdentV7(9999997, 0), kProg, port, 0, 0);
+    peer.SendFrom(CIdentV7(V7Net::kNodeServer, 0), kProg, port, 0, 0);
     EXPECT_TRUE(WaitUntil([&] { return link.me.m_TimeServer != 0; }));
     EXPECT_EQ(link.me.m_NewSenders, 0);
 

@@ -114,7 +114,7 @@ TEST(V7Serial, FramesSplitAcrossReadsAreJoinedUnlessMoreThanASecondApart)
     EXPECT_EQ(line.Taken(), std::vector<uint32_t>{3});
 }
 
-TEST(V7Serial, LengthOf1022CompletesWhile1023And1024AreDroppedAfter1025BytesAnd1025AtOnce)
+TEST(V7Serial, OnlyAFrameOfAtMost1022BytesIsTakenAndAnOverlongOneHidesNoFrame)
 {
     Line line;
     CPackV7 big, got;
@@ -129,10 +129,15 @@ TEST(V7Serial, LengthOf1022CompletesWhile1023And1024AreDroppedAfter1025BytesAnd1
     EXPECT_EQ(got.m_Len, 1019);
 
     // A frame right behind the cut is found only if the cut comes at 1025
-    // stored bytes, or at once for an L of 1025.
+    // stored bytes, or at once for an L of 1025; a frame inside the data of
+    // a cut one is never taken.
     for (unsigned len : {1023u, 1024u, 1025u}) {
         Bytes cut{0xFF, static_cast<unsigned char>(len >> 8), static_cast<unsigned char>(len)};
-        if (len < 1025) cut.resize(1025, 0x00);
+        if (len < 1025) {
+            const Bytes inner = Frame(Numbered(8));
+            cut.insert(cut.end(), inner.begin(), inner.end());
+            cut.resize(1025, 0x00);
+        }
         line.Write(cut, Frame(Numbered(7)));
         EXPECT_EQ(line.Taken(), std::vector<uint32_t>{7}) << len;
     }

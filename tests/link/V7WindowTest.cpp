@@ -14,7 +14,7 @@ namespace {
 const CSendV7::Timing kManualTicks{3600 * 1000, {}};
 }  // namespace
 
-TEST(V7Window, DeliversAThousandSequencedPacketsInOrderWithWrappingIdentsThenClosesWithOnePacket)
+TEST(V7Window, DeliversAThousandSequencedPacketsInOrderWithIdentsWrappingAfter127)
 {
     BasePoolThread pool("test", false);
     TestReceiv prog(&pool, kProg), unit(&pool, kUnit);
@@ -28,15 +28,22 @@ TEST(V7Window, DeliversAThousandSequencedPacketsInOrderWithWrappingIdentsThenClo
     const auto got = unit.Delivered();   // idents run from 1 to 127 and wrap to 1
     for (uint32_t n = 0; n < 1000; ++n) ASSERT_TRUE(NumberOf(got[n]) == n && got[n].m_Ident == int(n % 127 + 1)) << n;
     EXPECT_EQ(toUnit->m_NoLink, 0);
+}
 
+TEST(V7Window, StopSendsOneCloseToDeviceZeroOfThePeersNode)
+{
+    BasePoolThread pool("test", false);
+    TestReceiv prog(&pool, kProg);
+    prog.Start();
     RawPeer watch;
-    toUnit->SetAddr(LocalHostIPv6(), watch.Port());
-    toUnit->Stop();
+    TestSend* toDevice2 = prog.AddSender(CIdentV7(kUnit.GetNode(), 2), watch.Port());
+    toDevice2->Stop();
     CPackV7 close;
     ASSERT_TRUE(watch.Recv(close));
-    EXPECT_TRUE(close.IsCloseLink() && close.m_Dst.FullEQ(kUnit) && close.m_Len == 17);
+    EXPECT_TRUE(close.IsCloseLink() && close.m_Len == 17);
+    EXPECT_TRUE(close.m_Dst.FullEQ(kUnit)) << "a link packet goes to device 0";
     EXPECT_FALSE(watch.Recv(close, 300)) << "closing is a single datagram";
-    EXPECT_FALSE(toUnit->Put(close)) << "a stopped sender takes nothing";
+    EXPECT_FALSE(toDevice2->Put(close)) << "a stopped sender takes nothing";
 }
 
 TEST(V7Window, WindowBlocksTheSixthPacketUntilAnAcknowledgementWhileGgsPacketsOvertakeTheQueue)

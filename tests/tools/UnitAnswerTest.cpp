@@ -87,6 +87,7 @@ TEST(UnitAnswer, WriteNeedsBit8AndChangesTheImageButNotWhatTheUnitRunsOnUntilItS
     UnitState s = Fresh();
     std::vector<unsigned char> chunk(64, 0);
     chunk[0] = 1;                                     // connection type: static
+    chunk[1] = 0x12, chunk[2] = 0x34, chunk[3] = 0x56, chunk[4] = 0x78;   // data and voice ports
     chunk[5] = 10, chunk[6] = 1, chunk[7] = 2, chunk[8] = 3;   // 10.1.2.3
     UnitOutcome w = UnitAnswer(s, Nvram(0x500, 0x140, chunk), kNow);
     EXPECT_TRUE(w.written);
@@ -103,6 +104,9 @@ TEST(UnitAnswer, WriteNeedsBit8AndChangesTheImageButNotWhatTheUnitRunsOnUntilItS
     EXPECT_EQ(Data(after)[7], 1);
     EXPECT_EQ(std::vector<int>({Data(after)[12], Data(after)[13], Data(after)[14], Data(after)[15]}),
               std::vector<int>({10, 1, 2, 3}));
+    EXPECT_EQ(std::vector<int>({Data(after)[8], Data(after)[9], Data(after)[10], Data(after)[11]}),
+              std::vector<int>({0x12, 0x34, 0x56, 0x78}))
+        << "the data port, then the voice port";
 
     // Without bit 8 the same request is a read; with the data missing, a refusal.
     EXPECT_FALSE(UnitAnswer(s, Nvram(0x500, 0x40, chunk), kNow).written);

@@ -1,6 +1,7 @@
 #include "tests/tools/UnitClient.h"
 
-#include "base/Secrets.h"
+#include "catalogue/CDev.h"
+#include "link/CLBNVRAM.h"
 
 #include <gtest/gtest.h>
 
@@ -51,8 +52,6 @@ int ExitStatus(int pid)
     if (waitpid(pid, &status, 0) != pid) return -1;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
-
-bool IsCM3OrV7(int typLB, int typLBSub) { return (typLBSub == 2 && typLB == 12) || typLB == 14; }
 
 }  // namespace
 
@@ -205,10 +204,10 @@ void ImageRead::Take(const CPackV7& reply)
         m_TypLB = d[0];
         m_TypLBSub = d[10];
         if (reply.m_Len > 29) m_FeatDomain = (d[15] & 1) != 0;
-        Read(IsCM3OrV7(m_TypLB, m_TypLBSub) ? 0x180 : 0x100, 96);
+        Read(CDev::IsCM3OrV7(m_TypLB, m_TypLBSub) ? CLBNVRAM::kDescrCM3V7 : CLBNVRAM::kDescrOld, CLBNVRAM::kDescrLen);
         if (m_FeatDomain) {
-            Read(0x200, 128);
-            Read(0x280, 128);
+            Read(CLBNVRAM::kDomain, 128);
+            Read(CLBNVRAM::kDomain + 128, 128);
         }
         if (m_Cloud) Rest();
         m_Cloud = false;
@@ -366,15 +365,6 @@ void SerialClient::Put(CPackV7& pack)
     pack.SetID(CIdentV7(0, 1), CIdentV7(0, 0));
     PutPort(pack);
     WaitResponse();
-}
-
-CKeySys GuestKey()
-{
-    CIdeaKey guest;
-    guest.Set2(L"", L"Guest", DBString().Md5Hash().c_str(), Secrets::GuestKey.data());
-    CKeySys key;
-    key.Set(guest.Data());
-    return key;
 }
 
 }  // namespace unittest

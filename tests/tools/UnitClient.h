@@ -117,7 +117,7 @@ public:
     // The next packet of the unit within `limit` (class 3 included).
     bool Next(CPackV7& pack, std::chrono::milliseconds limit = 10s);
 
-    // Packets from a node without a sender (the cloud server's 9999998).
+    // Packets from a node without a sender (the cloud server's V7Net::kNodeCloud).
     int PacketsFrom(int node);
     // Report lines of the link that contain `part`.
     int Reports(const std::wstring& part);
@@ -166,8 +166,5 @@ public:
 
     InpQueuePackV7 m_Inp;
 };
-
-// The guest key of the buttons method, made as the configurator makes it.
-CKeySys GuestKey();
 
 }  // namespace unittest

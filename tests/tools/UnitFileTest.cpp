@@ -109,8 +109,8 @@ TEST(UnitOptions, UnitKindsGetSubTypesThatTheConfiguratorCanComplete)
     EXPECT_TRUE(IsCM3OrV7(cm3));
     ASSERT_TRUE(Parses({"--type", "12", "--subtype", "1"}, o, error));
     UnitConfig old = ConfigFrom(o, 0);
-    // Described at 0x100, which the configurator's completion test expects of sub-type 1.
+    // Described at kDescrOld, which the configurator's completion test expects of sub-type 1.
     EXPECT_EQ(old.hwSubtype, 1);
-    EXPECT_EQ(DescrAddress(old), 0x100);
+    EXPECT_EQ(DescrAddress(old), CLBNVRAM::kDescrOld);
     EXPECT_EQ(old.ident, 2);
 }

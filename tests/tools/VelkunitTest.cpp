@@ -1,6 +1,7 @@
 // velkunit as a program: real sockets, a real pseudo-terminal, and a client
 // that reads and writes the unit the way the configurator does.
 #include "base/StringRes.h"
+#include "link/V7Net.h"
 #include "tests/support/TempHome.h"
 #include "tests/tools/UnitClient.h"
 #include "tools/velkunit/UnitFile.h"
@@ -52,12 +53,13 @@ std::vector<unsigned char> Bytes(const Image& image, int from, int to)
 }
 
 // The whole image that a configurator reads from the unit: main area,
-// description (0x180 on generation 7) and the domains.
+// description (kDescrCM3V7 on generation 7) and the domains.
 void ExpectWholeImage(const ImageRead& r, const Image& image)
 {
     EXPECT_EQ(Read(r, 0x400, 0x800), Bytes(image, 0x400, 0x800));
-    EXPECT_EQ(Read(r, 0x180, 0x1E0), Bytes(image, 0x180, 0x1E0));
-    EXPECT_EQ(Read(r, 0x200, 0x300), Bytes(image, 0x200, 0x300));
+    constexpr int descrEnd = CLBNVRAM::kDescrCM3V7 + CLBNVRAM::kDescrLen, domainEnd = CLBNVRAM::kDomain + CLBNVRAM::kDomainLen;
+    EXPECT_EQ(Read(r, CLBNVRAM::kDescrCM3V7, descrEnd), Bytes(image, CLBNVRAM::kDescrCM3V7, descrEnd));
+    EXPECT_EQ(Read(r, CLBNVRAM::kDomain, domainEnd), Bytes(image, CLBNVRAM::kDomain, domainEnd));
 }
 
 CPackV7 Write64(int adr, const unsigned char* bytes)
@@ -197,24 +199,24 @@ TEST(Velkunit, ButtonsMethodAnswersOncePressedAndNeverWithoutThePress)
 {
     Simulator pressed(CloudArgs({"--buttons-after", "0.7"}));
     ASSERT_GT(pressed.Cloud(), 0);
-    NetClient a(kIdent, pressed.Cloud(), NetClient::Mode::buttons, GuestKey());
+    NetClient a(kIdent, pressed.Cloud(), NetClient::Mode::buttons, GuestKeySys());
     ImageRead read([&](CPackV7& p) { a.Put(p); });
     const auto asked = Clock::now();
     read.BeginCloud();
     ASSERT_TRUE(a.ReadAll(read));
     EXPECT_GE(Clock::now() - asked, 700ms) << "not before the buttons";
-    EXPECT_GT(a.PacketsFrom(9999998), 0) << "the server announced itself";
+    EXPECT_GT(a.PacketsFrom(V7Net::kNodeCloud), 0) << "the server announced itself";
     EXPECT_EQ(read.m_Replies.front().m_Ask, CPackV7::askInfo);
 
     Simulator never(CloudArgs({"--buttons-after", "-1"}));
-    NetClient b(kIdent, never.Cloud(), NetClient::Mode::buttons, GuestKey());
+    NetClient b(kIdent, never.Cloud(), NetClient::Mode::buttons, GuestKeySys());
     ImageRead none([&](CPackV7& p) { b.Put(p); });
     none.BeginCloud();
     CPackV7 p;
     ASSERT_TRUE(b.Next(p)) << "the server reports the unit";
     EXPECT_TRUE(p.m_Class == CPackV7::classLink && p.m_Typ == CPackV7::packLinkAlive);
     EXPECT_FALSE(AnswersInfo(b, 2s));
-    EXPECT_GT(b.PacketsFrom(9999998), 0);
+    EXPECT_GT(b.PacketsFrom(V7Net::kNodeCloud), 0);
 }
 
 TEST(Velkunit, KeyMethodAnswersTheUnitsKeyOnly)
@@ -225,7 +227,7 @@ TEST(Velkunit, KeyMethodAnswersTheUnitsKeyOnly)
     const CKeySys key = Key(L"lift2024a");
     read.BeginCloud(key.Data());
     ASSERT_TRUE(good.ReadAll(read));
-    EXPECT_NE(good.m_TimeServer.load(), 0) << "packets from the server node 9999997";
+    EXPECT_NE(good.m_TimeServer.load(), 0) << "packets from the server node";
 
     NetClient bad(kIdent, sim.CloudKey(), NetClient::Mode::key, Key(L"other2024b"));
     ImageRead refused([&](CPackV7& p) { bad.Put(p); });
@@ -241,12 +243,12 @@ TEST(Velkunit, RefusalsArriveWhenAskedForAndForAnUnknownIdentifier)
     NetClient direct(kIdent, busy.Udp(), NetClient::Mode::direct, DefaultKey());
     ImageRead(([&](CPackV7& p) { direct.Put(p); })).Begin();
     EXPECT_EQ(RefusalReason(direct), 1);
-    NetClient cloud(kIdent, busy.Cloud(), NetClient::Mode::buttons, GuestKey());
+    NetClient cloud(kIdent, busy.Cloud(), NetClient::Mode::buttons, GuestKeySys());
     ImageRead(([&](CPackV7& p) { cloud.Put(p); })).BeginCloud();
     EXPECT_EQ(RefusalReason(cloud), 1);
 
     Simulator plain(CloudArgs({}));
-    NetClient stranger(kIdent + 1, plain.Cloud(), NetClient::Mode::buttons, GuestKey());
+    NetClient stranger(kIdent + 1, plain.Cloud(), NetClient::Mode::buttons, GuestKeySys());
     ImageRead(([&](CPackV7& p) { stranger.Put(p); })).BeginCloud();
     EXPECT_EQ(RefusalReason(stranger), 7) << "the server knows no unit of that identifier";
 }

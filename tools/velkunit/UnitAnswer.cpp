@@ -137,7 +137,7 @@ void Status(UnitOutcome& out, const CPackV7& req)
     d.U8(6, 5);   // cable on, 100BASE-T2 full duplex
     const int type = run[kEth + 0x100] < 3 ? run[kEth + 0x100] : 0;
     d.U8(7, type);
-    d.Be16(8, Port(run, kEth + 0x101, 46000));
+    d.Be16(8, Port(run, kEth + 0x101, V7Net::kUnitPort));
     d.Be16(10, Port(run, kEth + 0x103, 46001));
     switch (type) {
     case 0:   // a lease from the office router

@@ -2,8 +2,6 @@
 
 #include "base/BasePoolThread.h"
 #include "base/IPv6.h"
-#include "base/Secrets.h"
-#include "link/CIdeaKey.h"
 #include "link/CSendV7.h"
 #include "tools/velkunit/CUnit.h"
 #include "tools/velkunit/UnitAnswer.h"
@@ -96,14 +94,6 @@ const char* UnitNet::Carrier() const
     }
 }
 
-CKeySys UnitNet::GuestKey()
-{
-    CIdeaKey guest;
-    guest.Set2(L"", L"Guest", DBString().Md5Hash().c_str(), Secrets::GuestKey.data());
-    CKeySys key;
-    key.Set(guest.Data());
-    return key;
-}
 
 // ---------------------------------------------------------------- up and down
 
@@ -112,7 +102,7 @@ void UnitNet::Up()
     m_Ident = m_Unit.Ident();
     // The key port decodes in the cloud coding; its plain key only has to
     // be one that a cloud packet does not satisfy.
-    m_Key = m_Setup.role == Role::cloudButtons ? GuestKey() : m_Unit.Key();
+    m_Key = m_Setup.role == Role::cloudButtons ? GuestKeySys() : m_Unit.Key();
     SetBind(m_Setup.bind, m_Bound != 0 ? m_Bound.load() : m_Setup.port);
     Start();
     m_Bound = GetPort();
@@ -318,7 +308,7 @@ bool UnitNet::Hello(Session& s)
 {
     if (s.m_Greeted) return false;
     s.m_Greeted = true;
-    const int server = m_Setup.role == Role::cloudButtons ? kServerButtons : kServerKey;
+    const int server = m_Setup.role == Role::cloudButtons ? V7Net::kNodeCloud : V7Net::kNodeServer;
     CPackV7 hello = Alive(CIdentV7(server, 0), s.m_Ident);
     s.SendSocket(hello);
     return true;

@@ -35,6 +35,7 @@
 // is then for another session) or after the receive procedure has ended, so
 // a pointer that the receive loop holds stays valid.
 #include "link/CReceivV7.h"
+#include "link/V7Net.h"
 
 #include <atomic>
 #include <map>
@@ -66,8 +67,6 @@ public:
         int delayMs = 0;
         double buttonsAfter = 2;   // negative: never
     };
-    static constexpr int kServerButtons = 9999998;
-    static constexpr int kServerKey = 9999997;
 
     UnitNet(BasePoolThread* pool, CUnit& unit, UnitTimer& timer, UnitLog& log, const Setup& setup);
     ~UnitNet() override;
@@ -81,7 +80,6 @@ public:
     int Port() const { return m_Bound; }
     const char* Carrier() const;
     // The link key of the buttons method's guest account.
-    static CKeySys GuestKey();
 
     CSendV7* NewSender(const CIdentV7& ident, const in6_addr& addr, int port, const CKeySys& key,
                        const CReceivV7* receiv) override;

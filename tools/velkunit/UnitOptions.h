@@ -26,12 +26,12 @@ struct Options {
     std::string key;
     bool keySet = false;
     // Carriers.
-    int udpPort = 46000;
+    int udpPort = V7Net::kUnitPort;
     std::string bind;     // empty: every address
     bool serial = false;
     bool cloud = false;
-    int cloudPort = 4998;
-    int cloudKeyPort = 4997;
+    int cloudPort = V7Net::kCloudPort;
+    int cloudKeyPort = V7Net::kCloudKeyPort;
     double buttonsAfter = 2;    // negative: never
     // Behaviour and faults.
     double restartDelay = 7;

@@ -23,9 +23,7 @@ void PutBigEndian16(Image& image, int adr, unsigned value)
 
 }  // namespace
 
-bool IsCM3OrV7(int type, int hwSubtype) { return (type == 12 && hwSubtype == 2) || type == 14; }
-
-int DescrAddress(const UnitConfig& c) { return IsCM3OrV7(c) ? 0x180 : 0x100; }
+int DescrAddress(const UnitConfig& c) { return IsCM3OrV7(c) ? CLBNVRAM::kDescrCM3V7 : CLBNVRAM::kDescrOld; }
 
 int LinkSlots(const UnitConfig& c) { return IsCM3OrV7(c) ? 8 : 4; }
 
@@ -45,7 +43,7 @@ Image DefaultImage(const UnitConfig& config)
 {
     Image image;
     image.fill(0xFF);
-    PutImageText(image, DescrAddress(config), 96, "Simulated unit " + std::to_string(config.ident));
+    PutImageText(image, DescrAddress(config), CLBNVRAM::kDescrLen, "Simulated unit " + std::to_string(config.ident));
 
     // Identifier and MAC address, and the factory copies that the System
     // page falls back on. The MAC is locally administered and follows the
@@ -64,7 +62,7 @@ Image DefaultImage(const UnitConfig& config)
 
     // Ethernet: DHCP, with static values ready for the user to switch to.
     image[kEth + 0x100] = 0;
-    PutBigEndian16(image, kEth + 0x101, 46000);
+    PutBigEndian16(image, kEth + 0x101, V7Net::kUnitPort);
     PutBigEndian16(image, kEth + 0x103, 46001);
     Put(image, kEth + 0x105, {192, 168, 1, 50});
     Put(image, kEth + 0x109, {255, 255, 255, 0});

@@ -3,8 +3,11 @@
 // the little it keeps while running. Plain values, copied freely; the answers
 // (UnitAnswer.h) are a function of this and a request, and the carriers hold
 // one instance under a lock (CUnit.h).
+#include "catalogue/CDev.h"
 #include "link/CIdentV7.h"
 #include "link/CKeySys.h"
+#include "link/CLBNVRAM.h"
+#include "link/V7Net.h"
 
 #include <array>
 #include <cstdint>
@@ -13,14 +16,16 @@
 
 namespace velkunit {
 
-constexpr int kImageSize = 2048;
-constexpr int kEth = 0x400;   // the main parameter area, which the pages address from here
+// The image as the configurator lays it out (CLBNVRAM), kept as plain bytes:
+// a unit knows every byte of its own memory.
+constexpr int kImageSize = CLBNVRAM::kSize;
+constexpr int kEth = CLBNVRAM::kEthBase;   // the main parameter area, which the pages address from here
 using Image = std::array<unsigned char, kImageSize>;
 
 // What the unit reports about itself; fixed for a run.
 struct UnitConfig {
     int ident = 2;
-    int type = 14;         // device kind: 14 generation 7, 12 CM3 (sub-type 2) or an older unit
+    int type = CDev::kindLU7;   // device kind: 14 generation 7, 12 CM3 (sub-type 2) or an older unit
     int subtype = 3;       // the code shown in the configurator's title
     int hwSubtype = 2;     // byte 10 of askInfo: 2 on CM3 and generation 7, 1 on older units
     std::array<int, 3> version{7, 2, 5};
@@ -32,9 +37,8 @@ struct UnitConfig {
 
 // The unit's generation decides where its description lies and how many
 // link records it has; the configurator goes by the same test.
-bool IsCM3OrV7(int type, int hwSubtype);
-inline bool IsCM3OrV7(const UnitConfig& c) { return IsCM3OrV7(c.type, c.hwSubtype); }
-int DescrAddress(const UnitConfig& c);   // 0x180 on CM3 and generation 7, else 0x100
+inline bool IsCM3OrV7(const UnitConfig& c) { return CDev::IsCM3OrV7(c.type, c.hwSubtype); }
+int DescrAddress(const UnitConfig& c);   // CLBNVRAM::kDescrCM3V7 on CM3 and generation 7, else kDescrOld
 int LinkSlots(const UnitConfig& c);      // 8 on CM3 and generation 7, else 4
 
 struct UnitState {
