@@ -81,6 +81,8 @@ CPackV7 CClientLU::NewPack() const
 
 void CClientLU::TakePack(const CPackV7& pack)
 {
+    // A bare acknowledgement has done its work in the window.
+    if (pack.m_Class == CPackV7::classData && pack.m_Typ == CPackV7::packEmpty) return;
     m_InpQueue.Put(pack);
     std::lock_guard<std::mutex> lock(m_WakeMutex);
     m_Wake.notify_all();

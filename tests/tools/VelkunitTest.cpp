@@ -1,18 +1,24 @@
-// velkunit as a program: real sockets, a real pseudo-terminal, and a client
-// that reads and writes the unit the way the configurator does.
+// velkunit as a program: real sockets, a real pseudo-terminal, and the
+// configurator's own windowless client (CClientLU) reading and saving it.
+#include "base/ErrorXML.h"
+#include "base/IPv6.h"
 #include "base/StringRes.h"
 #include "link/V7Net.h"
+#include "tests/support/Simulator.h"
 #include "tests/support/TempHome.h"
-#include "tests/tools/UnitClient.h"
 #include "tools/velkunit/UnitFile.h"
+#include "unit/CClientLU.h"
+#include "unit/CUnitLB.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
+#include <filesystem>
 #include <fstream>
+#include <sstream>
 
 using namespace unittest;
 using namespace velkunit;
+using Clock = std::chrono::steady_clock;
 
 namespace {
 
@@ -42,35 +48,6 @@ std::vector<std::string> CloudArgs(std::vector<std::string> more)
     return Args(more);
 }
 
-// Image bytes [from, to) as read, and as expected.
-std::vector<unsigned char> Read(const ImageRead& r, int from, int to)
-{
-    return std::vector<unsigned char>(r.m_Image.m_Data + from, r.m_Image.m_Data + to);
-}
-std::vector<unsigned char> Bytes(const Image& image, int from, int to)
-{
-    return std::vector<unsigned char>(image.begin() + from, image.begin() + to);
-}
-
-// The whole image that a configurator reads from the unit: main area,
-// description (kDescrCM3V7 on generation 7) and the domains.
-void ExpectWholeImage(const ImageRead& r, const Image& image)
-{
-    EXPECT_EQ(Read(r, 0x400, 0x800), Bytes(image, 0x400, 0x800));
-    constexpr int descrEnd = CLBNVRAM::kDescrCM3V7 + CLBNVRAM::kDescrLen, domainEnd = CLBNVRAM::kDomain + CLBNVRAM::kDomainLen;
-    EXPECT_EQ(Read(r, CLBNVRAM::kDescrCM3V7, descrEnd), Bytes(image, CLBNVRAM::kDescrCM3V7, descrEnd));
-    EXPECT_EQ(Read(r, CLBNVRAM::kDomain, domainEnd), Bytes(image, CLBNVRAM::kDomain, domainEnd));
-}
-
-CPackV7 Write64(int adr, const unsigned char* bytes)
-{
-    unsigned char data[68] = {static_cast<unsigned char>(adr), static_cast<unsigned char>(adr >> 8), 0x40, 0x01};
-    std::copy(bytes, bytes + 64, data + 4);
-    CPackV7 p;
-    p.SetAsk(CPackV7::packAsk, CPackV7::askNVRAM, 1, data, 68);
-    return p;
-}
-
 CKeySys Key(const wchar_t* text)
 {
     CKeySys key;
@@ -78,28 +55,47 @@ CKeySys Key(const wchar_t* text)
     return key;
 }
 
-CKeySys DefaultKey()
+CTargetLU Net(int method, int port, const CKeySys& key = CKeySys())
 {
-    CKeySys key;
-    key.SetDefault();
-    return key;
+    CTargetLU t;
+    t.method = method;
+    t.addr = LocalHostIPv6();
+    t.port = port;
+    t.ident = kIdent;
+    t.key = key;
+    return t;
+}
+
+std::vector<unsigned char> Bytes(const unsigned char* data, int from, int to)
+{
+    return std::vector<unsigned char>(data + from, data + to);
+}
+
+// The whole image a configurator reads: main area, description, domains.
+void ExpectWholeImage(const CUnitLB& unit, const Image& image)
+{
+    for (auto [from, to] : {std::pair{0x400, 0x800}, std::pair{CLBNVRAM::kDescrCM3V7, CLBNVRAM::kDescrCM3V7 + 96},
+                            std::pair{CLBNVRAM::kDomain, CLBNVRAM::kDomain + CLBNVRAM::kDomainLen}})
+        EXPECT_EQ(Bytes(unit.m_NVRAM.m_Data, from, to), Bytes(image.data(), from, to)) << std::hex << from;
 }
 
 // Class 3, type 5: its reason byte, or -1 when none came within `limit`.
-int RefusalReason(NetClient& c, std::chrono::milliseconds limit = 10s)
+int RefusalReason(CClientLU& c, std::chrono::milliseconds limit = 10s)
 {
     CPackV7 p;
     while (c.Next(p, limit))
-        if (p.m_Class == CPackV7::classLink && p.m_Typ == 5) return p.m_Buf[13];
+        if (p.m_Class == CPackV7::classLink && p.m_Typ == CPackV7::packLinkNoSender) return p.m_Buf[13];
     return -1;
 }
 
-bool AnswersInfo(NetClient& c, std::chrono::milliseconds limit)
+Image Kept(const std::string& state)
 {
-    CPackV7 p;
-    while (c.Next(p, limit))
-        if (p.m_Class == CPackV7::classData && p.m_Ask == CPackV7::askInfo) return true;
-    return false;
+    std::vector<unsigned char> bytes;
+    std::string why;
+    Image kept{};
+    EXPECT_EQ(ReadWholeFile(state, 1 << 20, bytes, why), ReadResult::ok);
+    EXPECT_TRUE(ParseStateFile(bytes.data(), bytes.size(), kept, why)) << why;
+    return kept;
 }
 
 }  // namespace
@@ -110,150 +106,159 @@ TEST(Velkunit, ReadSequenceOverUdpReturnsTheWholeImageAndSigtermStopsCleanly)
     const Image image = Marked(home.Sub("unit.img"));
     Simulator sim(Args({"--image", home.Sub("unit.img"), "--json"}));
     ASSERT_TRUE(sim.Started());
-    NetClient client(kIdent, sim.Udp(), NetClient::Mode::direct, DefaultKey());
-    ImageRead read([&](CPackV7& p) { client.Put(p); });
-    read.Begin();
-    ASSERT_TRUE(client.ReadAll(read));
-    ExpectWholeImage(read, image);
-    EXPECT_EQ(read.m_TypLB, 14);
+    CClientLU client;
+    client.Open(Net(typConnectIP, sim.Udp()));
+    CUnitLB unit;
+    std::string why;
+    ASSERT_TRUE(client.Read(unit, 30s, why)) << why;
+    ExpectWholeImage(unit, image);
+    EXPECT_EQ(unit.m_TypLB, 14);
     EXPECT_TRUE(sim.WaitLine("{\"time\":")) << "one JSON object per request";
     EXPECT_EQ(sim.CountLines("\"ask\":\"askNVRAM\""), 11);
     EXPECT_EQ(sim.Stop(), 0);
 }
 
-TEST(Velkunit, SavedChunksAreKeptAndTheUnitComesBackFromTheRestartOnThemAndOnTheirKey)
+TEST(Velkunit, ASaveIsKeptAndTheUnitComesBackOnItAndOnItsKey)
 {
     TempHome home;
     const std::string state = home.Sub("unit.state");
-    unsigned char chunk[64];
-    for (int i = 0; i < 64; ++i) chunk[i] = static_cast<unsigned char>(200 - i);
-    // The System page's key goes out in the first chunk of the main area.
     const CKeySys key = Key(L"saved2024k");
-    unsigned char head[64];
-    std::fill(head, head + 64, 0xFF);
-    CIdentV7(kIdent, 0).GetValue(head + 1);
-    std::copy(key.Data(), key.Data() + 16, head + 0x0B);
+    std::vector<unsigned char> chunk(64);
+    for (int i = 0; i < 64; ++i) chunk[static_cast<size_t>(i)] = static_cast<unsigned char>(200 - i);
     auto readWith = [&](int port, const CKeySys& k) {
-        NetClient reader(kIdent, port, NetClient::Mode::direct, k);
-        ImageRead read([&](CPackV7& p) { reader.Put(p); });
-        read.Begin();
-        EXPECT_TRUE(reader.ReadAll(read));
-        return Read(read, 0x640, 0x680);
+        CClientLU reader;
+        reader.Open(Net(typConnectIP, port, k));
+        CUnitLB unit;
+        std::string why;
+        EXPECT_TRUE(reader.Read(unit, 30s, why)) << why;
+        return Bytes(unit.m_NVRAM.m_Data, 0x640, 0x680);
     };
     {
         Simulator sim(Args({"--state", state, "--restart-delay", "0.5"}));
         ASSERT_TRUE(sim.Started());
         {
-            NetClient saver(kIdent, sim.Udp(), NetClient::Mode::direct, DefaultKey());
-            CPackV7 first = Write64(0x400, head), second = Write64(0x640, chunk), restart;
-            restart.SetAsk(CPackV7::packAsk, CPackV7::askRestart, 1, nullptr, 0);
-            saver.Put(first);
-            saver.Put(second);
-            saver.Put(restart);
+            CClientLU saver;
+            saver.Open(Net(typConnectIP, sim.Udp()));
+            CUnitLB unit;
+            std::string why;
+            ASSERT_TRUE(saver.Read(unit, 30s, why)) << why;
+            unit.m_NVRAM.SetEth(0x0B, key.Data(), 16);   // as the System page writes a new key
+            unit.m_NVRAM.Set(0x640, chunk.data(), 64);
+            EXPECT_EQ(saver.Save(unit), 2);
             ASSERT_TRUE(sim.WaitLine("the unit is back"));
         }
-        std::vector<unsigned char> bytes;
+        EXPECT_EQ(Bytes(Kept(state).data(), 0x640, 0x680), chunk);
+        EXPECT_EQ(readWith(sim.Udp(), key), chunk);
+        CClientLU old;
+        old.Open(Net(typConnectIP, sim.Udp()));
+        CUnitLB unit;
         std::string why;
-        Image kept{};
-        ASSERT_EQ(ReadWholeFile(state, 1 << 20, bytes, why), ReadResult::ok);
-        ASSERT_TRUE(ParseStateFile(bytes.data(), bytes.size(), kept, why)) << why;
-        EXPECT_EQ(Bytes(kept, 0x640, 0x680), std::vector<unsigned char>(chunk, chunk + 64));
-
-        EXPECT_EQ(readWith(sim.Udp(), key), std::vector<unsigned char>(chunk, chunk + 64));
-        NetClient old(kIdent, sim.Udp(), NetClient::Mode::direct, DefaultKey());
-        ImageRead(([&](CPackV7& p) { old.Put(p); })).Begin();
+        EXPECT_FALSE(old.Read(unit, 1s, why));
         EXPECT_TRUE(sim.WaitLine("cannot be decrypted")) << "the default key is no longer the unit's";
     }
     Simulator next(Args({"--state", state}));
-    EXPECT_EQ(readWith(next.Udp(), key), std::vector<unsigned char>(chunk, chunk + 64));
+    EXPECT_EQ(readWith(next.Udp(), key), chunk);
 }
 
-TEST(Velkunit, SerialLineAnswersTheReadSequenceAndAgainAfterTheRestartsReopen)
+TEST(Velkunit, SerialLineAnswersTheReadAndAgainAfterTheRestartsReopenAndPacesAsItsBaudRate)
 {
     TempHome home;
     const Image image = Marked(home.Sub("unit.img"));
-    Simulator sim(Args({"--image", home.Sub("unit.img"), "--serial", "--restart-delay", "0.5"}));
+    Simulator sim(Args({"--image", home.Sub("unit.img"), "--serial", "--restart-delay", "0.5", "--baud", "115200"}));
     ASSERT_FALSE(sim.Serial().empty());
-    SerialClient port(sim.Serial(), 1000);
-    ImageRead read([&](CPackV7& p) { port.Put(p); });
-    read.Begin();
-    ASSERT_TRUE(port.ReadAll(read));
-    ExpectWholeImage(read, image);
-    EXPECT_EQ(sim.CountLines(" serial "), static_cast<int>(read.m_Replies.size()));
+    CClientLU port;
+    port.m_PortNVRAM.m_Timing.reopenMs = 1000;
+    CTargetLU line;
+    line.method = typConnectUSB;
+    line.serial = sim.Serial();
+    port.Open(line);
+    CUnitLB unit;
+    std::string why;
+    const auto started = Clock::now();
+    ASSERT_TRUE(port.Read(unit, 30s, why)) << why;
+    // 13 requests and their answers, about 2000 bytes: at least 170 ms at 115200 baud.
+    EXPECT_GE(Clock::now() - started, 150ms) << "the line is paced";
+    ExpectWholeImage(unit, image);
+    EXPECT_EQ(sim.CountLines(" serial "), 13);
 
     // The configurator closes its end for the restart and opens it again.
-    unsigned char chunk[64] = {1, 2, 3};
-    CPackV7 write = Write64(0x400, chunk), restart;
-    restart.SetAsk(CPackV7::packAsk, CPackV7::askRestart, 1, nullptr, 0);
-    port.Put(write);
-    port.Put(restart);
+    unit.m_NVRAM.SetEth(0, 1);
+    EXPECT_EQ(port.Save(unit), 1);
     ASSERT_TRUE(sim.WaitLine("the unit is back"));
-    port.WaitReOpen();
-    ImageRead again([&](CPackV7& p) { port.Put(p); });
-    again.Begin();
-    ASSERT_TRUE(port.ReadAll(again));
-    EXPECT_EQ(Read(again, 0x400, 0x440), std::vector<unsigned char>(chunk, chunk + 64));
+    port.m_PortNVRAM.WaitReOpen();
+    CUnitLB again;
+    ASSERT_TRUE(port.Read(again, 30s, why)) << why;
+    EXPECT_EQ(again.m_NVRAM.GetEth(0), 1);
 }
 
 TEST(Velkunit, ButtonsMethodAnswersOncePressedAndNeverWithoutThePress)
 {
     Simulator pressed(CloudArgs({"--buttons-after", "0.7"}));
     ASSERT_GT(pressed.Cloud(), 0);
-    NetClient a(kIdent, pressed.Cloud(), NetClient::Mode::buttons, GuestKeySys());
-    ImageRead read([&](CPackV7& p) { a.Put(p); });
+    CClientLU a;
+    a.Open(Net(typConnectCloud, pressed.Cloud(), GuestKeySys()));
+    CUnitLB unit;
+    std::string why;
     const auto asked = Clock::now();
-    read.BeginCloud();
-    ASSERT_TRUE(a.ReadAll(read));
+    ASSERT_TRUE(a.Read(unit, 30s, why)) << why;
     EXPECT_GE(Clock::now() - asked, 700ms) << "not before the buttons";
-    EXPECT_GT(a.PacketsFrom(V7Net::kNodeCloud), 0) << "the server announced itself";
-    EXPECT_EQ(read.m_Replies.front().m_Ask, CPackV7::askInfo);
+    EXPECT_TRUE(a.m_CloudFound) << "the server announced itself";
 
     Simulator never(CloudArgs({"--buttons-after", "-1"}));
-    NetClient b(kIdent, never.Cloud(), NetClient::Mode::buttons, GuestKeySys());
-    ImageRead none([&](CPackV7& p) { b.Put(p); });
-    none.BeginCloud();
-    CPackV7 p;
-    ASSERT_TRUE(b.Next(p)) << "the server reports the unit";
-    EXPECT_TRUE(p.m_Class == CPackV7::classLink && p.m_Typ == CPackV7::packLinkAlive);
-    EXPECT_FALSE(AnswersInfo(b, 2s));
-    EXPECT_GT(b.PacketsFrom(V7Net::kNodeCloud), 0);
+    CClientLU b;
+    b.Open(Net(typConnectCloud, never.Cloud(), GuestKeySys()));
+    CUnitLB none;
+    EXPECT_FALSE(b.Read(none, 2s, why));
+    EXPECT_TRUE(b.m_CloudFound);
+    EXPECT_TRUE(never.WaitLine("askInfo")) << "asked, and never answered";
 }
 
 TEST(Velkunit, KeyMethodAnswersTheUnitsKeyOnly)
 {
     Simulator sim(CloudArgs({"--key", "lift2024a"}));
-    NetClient good(kIdent, sim.CloudKey(), NetClient::Mode::key, Key(L"lift2024a"));
-    ImageRead read([&](CPackV7& p) { good.Put(p); });
-    const CKeySys key = Key(L"lift2024a");
-    read.BeginCloud(key.Data());
-    ASSERT_TRUE(good.ReadAll(read));
-    EXPECT_NE(good.m_TimeServer.load(), 0) << "packets from the server node";
+    CClientLU good;
+    good.Open(Net(typConnectCloudKey, sim.CloudKey(), Key(L"lift2024a")));
+    CUnitLB unit;
+    std::string why;
+    ASSERT_TRUE(good.Read(unit, 30s, why)) << why;
+    EXPECT_NE(good.m_ReceivNet.m_TimeServer.load(), 0) << "packets from the server node";
 
-    NetClient bad(kIdent, sim.CloudKey(), NetClient::Mode::key, Key(L"other2024b"));
-    ImageRead refused([&](CPackV7& p) { bad.Put(p); });
-    refused.BeginCloud(Key(L"other2024b").Data());
-    EXPECT_FALSE(AnswersInfo(bad, 2s));
-    EXPECT_NE(bad.m_TimeServer.load(), 0);
+    CClientLU bad;
+    bad.Open(Net(typConnectCloudKey, sim.CloudKey(), Key(L"other2024b")));
+    CUnitLB refused;
+    EXPECT_FALSE(bad.Read(refused, 2s, why));
+    EXPECT_NE(bad.m_ReceivNet.m_TimeServer.load(), 0);
     EXPECT_TRUE(sim.WaitLine("is not the unit's link key"));
 }
 
 TEST(Velkunit, RefusalsArriveWhenAskedForAndForAnUnknownIdentifier)
 {
     Simulator busy(CloudArgs({"--refuse", "busy"}));
-    NetClient direct(kIdent, busy.Udp(), NetClient::Mode::direct, DefaultKey());
-    ImageRead(([&](CPackV7& p) { direct.Put(p); })).Begin();
+    CClientLU direct;
+    direct.Open(Net(typConnectIP, busy.Udp()));
+    CPackV7 info = direct.NewPack();
+    info.SetAsk(CPackV7::packAsk, CPackV7::askInfo, 1, nullptr, 0);
+    direct.Put(info);
     EXPECT_EQ(RefusalReason(direct), 1);
-    NetClient cloud(kIdent, busy.Cloud(), NetClient::Mode::buttons, GuestKeySys());
-    ImageRead(([&](CPackV7& p) { cloud.Put(p); })).BeginCloud();
+    CClientLU cloud;
+    cloud.Open(Net(typConnectCloud, busy.Cloud(), GuestKeySys()));
+    info = cloud.NewPack();
+    info.SetAsk(CPackV7::packAsk, CPackV7::askInfo, 1, nullptr, 0);
+    cloud.Put(info);
     EXPECT_EQ(RefusalReason(cloud), 1);
 
     Simulator plain(CloudArgs({}));
-    NetClient stranger(kIdent + 1, plain.Cloud(), NetClient::Mode::buttons, GuestKeySys());
-    ImageRead(([&](CPackV7& p) { stranger.Put(p); })).BeginCloud();
+    CTargetLU other = Net(typConnectCloud, plain.Cloud(), GuestKeySys());
+    other.ident = kIdent + 1;
+    CClientLU stranger;
+    stranger.Open(other);
+    info = stranger.NewPack();
+    info.SetAsk(CPackV7::packAsk, CPackV7::askInfo, 1, nullptr, 0);
+    stranger.Put(info);
     EXPECT_EQ(RefusalReason(stranger), 7) << "the server knows no unit of that identifier";
 }
 
-TEST(Velkunit, ReadCompletesWhenAFifthOfTheDatagramsAreLostBothWays)
+TEST(Velkunit, ReadCompletesWhenAFifthOfTheUnitsDatagramsAreLost)
 {
     TempHome home;
     const Image image = Marked(home.Sub("unit.img"));
@@ -261,37 +266,52 @@ TEST(Velkunit, ReadCompletesWhenAFifthOfTheDatagramsAreLostBothWays)
     // link would report in one run out of a few hundred cannot fail the test.
     Simulator sim(Args({"--image", home.Sub("unit.img"), "--drop", "0.2", "--seed", "7", "--max-try", "12",
                         "--retry-ms", "300"}));
-    NetClient client(kIdent, sim.Udp(), NetClient::Mode::direct, DefaultKey(), 0, 0.2);
-    ImageRead read([&](CPackV7& p) { client.Put(p); });
-    read.Begin();
-    ASSERT_TRUE(client.ReadAll(read, 60s));
-    ExpectWholeImage(read, image);
+    CClientLU client;
+    client.m_SendNet.m_MaxTry = 12;
+    client.m_SendNet.m_TimeTry = 300;
+    client.Open(Net(typConnectIP, sim.Udp()));
+    CUnitLB unit;
+    std::string why;
+    ASSERT_TRUE(client.Read(unit, 60s, why)) << why;
+    ExpectWholeImage(unit, image);
 }
 
 TEST(Velkunit, FaultsShowAsTheConfiguratorSeesThem)
 {
+    TempHome home;
     const bool language = g_StringENU;
     g_StringENU = true;   // the link's reports in English
     Simulator sim(Args({"--nvram-status", "5", "--wrong-key", "1", "--delay", "300", "--silent-after", "3"}));
-    NetClient client(kIdent, sim.Udp(), NetClient::Mode::direct, DefaultKey());
-    ImageRead read([&](CPackV7& p) { client.Put(p); });
+    CClientLU client;
+    client.m_BadLog.Open("C", "log");
+    client.Open(Net(typConnectIP, sim.Udp()));
+    auto ask = [&](int what, std::vector<unsigned char> data) {
+        CPackV7 p = client.NewPack();
+        p.SetAsk(CPackV7::packAsk, what, 1, data.data(), static_cast<int>(data.size()));
+        client.Put(p);
+    };
     const auto asked = Clock::now();
-    read.Ask(CPackV7::askInfo, nullptr, 0);
+    ask(CPackV7::askInfo, {});
     CPackV7 p;
-    ASSERT_TRUE(client.Next(p));
+    ASSERT_TRUE(client.Next(p, 10s));
     EXPECT_GE(Clock::now() - asked, 300ms);
-    EXPECT_TRUE(WaitUntil([&] { return client.Reports(L"cannot be decrypted") > 0; })) << "the copy under a wrong key";
 
-    read.Read(0x400, 128);
-    ASSERT_TRUE(client.Next(p));
+    ask(CPackV7::askNVRAM, {0x00, 0x04, 0x80, 0x00});
+    ASSERT_TRUE(client.Next(p, 10s));
     EXPECT_EQ(p.m_Buf[17], 5) << "the status asked for";
     EXPECT_EQ(p.m_Len, 18);
 
-    read.Ask(CPackV7::askStatus, nullptr, 0);
-    ASSERT_TRUE(client.Next(p));
-    read.Ask(CPackV7::askStatus, nullptr, 0);
+    ask(CPackV7::askStatus, {});
+    ASSERT_TRUE(client.Next(p, 10s));
+    ask(CPackV7::askStatus, {});
     EXPECT_FALSE(client.Next(p, 1500ms)) << "silent after three";
     EXPECT_TRUE(sim.WaitLine("ignored, silent"));
+    client.Close();
+    client.m_BadLog.Close();
+    std::stringstream log;
+    for (const auto& f : std::filesystem::directory_iterator(home.Sub("VELK/logs/Velkonf/bad")))
+        log << std::ifstream(f.path()).rdbuf();
+    EXPECT_NE(log.str().find("cannot be decrypted"), std::string::npos) << "the copy under a wrong key: " << log.str();
     g_StringENU = language;
 }
 
@@ -321,7 +341,7 @@ TEST(Velkunit, HelpDocumentsEveryOptionThatScriptsRelyOn)
          {"--udp-port N", "--ident N", "--type N", "--subtype N", "--version A.B.C", "--features B15,B16", "--image FILE",
           "--state FILE", "--key TEXT", "--serial", "--cloud ", "--cloud-port N", "--cloud-key-port N",
           "--buttons-after SECONDS", "--restart-delay SECONDS", "--drop FRACTION", "--seed N", "--refuse busy|ident",
-          "--json", "--delay MS", "--silent-after N", "--nvram-status N", "--wrong-key N"})
+          "--json", "--delay MS", "--baud N", "--silent-after N", "--nvram-status N", "--wrong-key N"})
         EXPECT_NE(out.find(option), std::string::npos) << option;
     EXPECT_EQ(RunToEnd({"--udp-port", "x"}, out, err), 2);
     EXPECT_NE(err.find("--udp-port"), std::string::npos);
