@@ -268,12 +268,15 @@ TEST(ConnectEnds, ARefusalForABadIdentifierEndsTheProgram)
 {
     Simulator sim({"--udp-port", "0", "--ident", std::to_string(kIdent), "--refuse", "ident"});
     ASSERT_TRUE(gui::StartApp({"enu"}));
+    wxString message, caption;
     wxTEST_DIALOG(
         {
             Press(typConnectIP, sim.Udp());
             PumpUntil([] { return !Frame() || Frame()->m_Destroyed; });
         },
-        wxExpectModal<wxMessageDialog>(wxOK).Describe("Invalid LU identifier"));
+        gui::ExpectBox(message, caption));
+    EXPECT_EQ(message, "Invalid LU identifier");
+    EXPECT_EQ(caption, "Velkonf");
     EXPECT_TRUE(!Frame() || Frame()->m_Destroyed);
 }
 
