@@ -1,6 +1,6 @@
 // Connecting to velkunit by each method, reading it, saving to it, and the
 // ways a connection ends, on the real application under Xvfb.
-#include "GuiTest.h"
+#include "Drive.h"
 
 #include "app/CConnect.h"
 #include "app/VelkonfApp.h"
@@ -29,66 +29,9 @@
 namespace {
 
 using unittest::Simulator;
-constexpr int kIdent = 1234;
+using namespace gui;
 
-VelkonfFrame* Frame() { return wxGetApp().m_Frame.load(); }
-CConnect* Page() { return Frame()->m_Connect; }
-
-// Turns the event loop until `done` holds; false after `ms`.
-bool PumpUntil(const std::function<bool()>& done, int ms = 15000)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        wxTheApp->Yield(true);
-        wxMilliSleep(2);
-    }
-    return true;
-}
-
-void Click(wxWindow* button)
-{
-    wxCommandEvent click(wxEVT_BUTTON, button->GetId());
-    click.SetEventObject(button);
-    button->GetEventHandler()->ProcessEvent(click);
-}
-
-bool Connected() { return Frame() && Frame()->GetBookCtrl()->GetPageCount() > 1; }
-
-std::vector<wxString> Tabs()
-{
-    std::vector<wxString> tabs;
-    wxBookCtrlBase* book = Frame()->GetBookCtrl();
-    for (size_t i = 0; i < book->GetPageCount(); ++i) tabs.push_back(book->GetPageText(i));
-    return tabs;
-}
-
-wxString State() { return Page()->m_TextErr->GetLabel(); }
-
-// Chooses a method and its fields, as a user would, and presses the button.
-void Press(int typConnect, int port = 0, const wxString& key = wxString())
-{
-    VelkonfApp& app = wxGetApp();
-    app.m_TypConnect = typConnect;
-    CConnect* page = Page();
-    page->m_IP = LocalHostIPv6();
-    page->m_Port = port;
-    page->m_Ident = kIdent;
-    page->m_Key = key;
-    page->TransferDataToWindow();
-    Click(page->m_BtnConnect);
-}
-
-// The image that velkunit keeps in its state file.
-std::vector<unsigned char> KeptImage(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (bytes.size() < 12 + 2048) return {};
-    return std::vector<unsigned char>(bytes.begin() + 12, bytes.begin() + 12 + 2048);
-}
-
-std::string StatePath() { return std::string(std::getenv("HOME")) + "/unit.state"; }
+CConnect* Page() { return ConnectPage(); }
 
 }  // namespace
 
