@@ -16,6 +16,7 @@
 #include "pages/CVoice.h"
 #include "pages/CWiFi.h"
 #include "pages/WxText.h"
+#include "unit/ImageFile.h"
 
 #include <wx/aboutdlg.h>
 #include <wx/bookctrl.h>
@@ -449,5 +450,9 @@ void VelkonfFrame::CheckComplete()
     VelkonfApp& app = wxGetApp();
     if (!app.IsComplete() || !m_Own->m_StatusEth.m_Seen || GetBookCtrl()->GetPageCount() != 1) return;
     app.m_NVRAMOld = app.m_NVRAM;
+    std::string why;
+    // A backup that cannot be written is no reason to stop the connection.
+    if (!ImageBackup::Take(app, app.UnitIdent().GetNode(), "Velkonf " VELK_VERSION, why))
+        app.m_BadLog.PutUtf8("Backup: " + why);
     AddParam();
 }

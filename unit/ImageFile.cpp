@@ -1,6 +1,7 @@
 #include "unit/ImageFile.h"
 
 #include "base/md5.h"
+#include "unit/CUnitLB.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -177,7 +178,30 @@ ImageFileFault ImageFile::Parse(const char* data, size_t len, ImageFileHead& hea
     return ImageFileFault::none;
 }
 
+ImageFileHead HeadOf(const CUnitLB& unit, int32_t ident, const std::string& program, time_t now)
+{
+    ImageFileHead h;
+    h.m_TypLB = unit.m_TypLB;
+    h.m_SubTyp = unit.m_SubTyp;
+    h.m_TypLBSub = unit.m_TypLBSub;
+    std::copy(unit.m_Version, unit.m_Version + 3, h.m_Version);
+    h.m_Ident = ident;
+    h.m_Program = program;
+    struct tm tm {};
+    localtime_r(&now, &tm);
+    char date[32];
+    std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", &tm);
+    h.m_Date = date;
+    return h;
+}
+
 // ---------------------------------------------------------------- ImageBackup
+
+bool ImageBackup::Take(const CUnitLB& unit, int32_t ident, const std::string& program, std::string& why)
+{
+    const time_t now = std::time(nullptr);
+    return Write(ident, ImageFile::Text(HeadOf(unit, ident, program, now), unit.m_NVRAM, {}), why, now);
+}
 
 std::string ImageBackup::Folder()
 {

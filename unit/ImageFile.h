@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <string>
 #include <utility>
 #include <vector>
@@ -47,6 +48,11 @@ public:
 
 // The automatic backup of every image completely read: one folder per unit
 // under ~/VELK/backup/, the newest kKeep files kept.
+class CUnitLB;
+
+// The head of a file of what `unit` holds now.
+ImageFileHead HeadOf(const CUnitLB& unit, int32_t ident, const std::string& program, time_t now);
+
 class ImageBackup {
 public:
     static constexpr int kKeep = 20;
@@ -58,4 +64,6 @@ public:
     static bool Write(int32_t ident, const std::string& text, std::string& why, time_t now = 0);
     // The unit's backups, oldest first.
     static std::vector<std::string> List(int32_t ident);
+    // The backup of a unit whose image has just been read completely.
+    static bool Take(const CUnitLB& unit, int32_t ident, const std::string& program, std::string& why);
 };

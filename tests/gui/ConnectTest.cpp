@@ -11,6 +11,7 @@
 #include "pages/CSystem.h"
 #include "pages/WxText.h"
 #include "support/Simulator.h"
+#include "unit/ImageFile.h"
 
 #include <wx/bookctrl.h>
 #include <wx/button.h>
@@ -67,6 +68,18 @@ TEST(ConnectByIp, ShowsTheUnitsPagesOnceAndDisconnectsAndConnectsAgain)
     Press(typConnectIP, sim.Udp());
     ASSERT_TRUE(PumpUntil(Connected)) << "a second connection in the same run: " << State();
     EXPECT_EQ(sim.CountLines("askInfo"), 2);
+
+    // Each complete read left a backup that restores the image as read.
+    const std::vector<std::string> backups = ImageBackup::List(kIdent);
+    ASSERT_EQ(backups.size(), 2u);
+    std::ifstream in(backups.back());
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    ImageFileHead head;
+    CLBNVRAM image;
+    ASSERT_EQ(ImageFile::Parse(text.data(), text.size(), head, image), ImageFileFault::none);
+    EXPECT_EQ(std::memcmp(image.m_Data, wxGetApp().m_NVRAMOld.m_Data, 2048), 0);
+    EXPECT_EQ(std::memcmp(image.m_Knov, wxGetApp().m_NVRAMOld.m_Knov, 256), 0);
+    EXPECT_EQ(head.m_TypLB, 14);
 }
 
 TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
