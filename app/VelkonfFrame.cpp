@@ -16,6 +16,7 @@
 #include "pages/CVoice.h"
 #include "pages/CWiFi.h"
 #include "pages/WxText.h"
+#include "unit/FieldCatalogue.h"
 #include "unit/ImageFile.h"
 
 #include <wx/aboutdlg.h>
@@ -313,8 +314,9 @@ bool VelkonfFrame::CheckSave()
 void VelkonfFrame::OnApply(wxCommandEvent&)
 {
     if (!CheckSave()) return;
-    if (wxMessageBox(_W_(10009), "Velkonf", wxYES_NO | wxICON_QUESTION) != wxYES) return;
     VelkonfApp& app = wxGetApp();
+    const DBString changes = FieldCatalogue::ChangeText(app.m_NVRAMOld, app.m_NVRAM, app.ChangedChunks());
+    if (wxMessageBox(toWxString(changes) + "\n\n" + _W_(10009), "Velkonf", wxYES_NO | wxICON_QUESTION) != wxYES) return;
     CPackV7 pack = app.NewPack();
     int sent = app.SendSave(pack, [&app](CPackV7& p) { app.Put(p); });
     app.m_BadLog.PutFormat(L"Save: %d chunks and askRestart", sent);

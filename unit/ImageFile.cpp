@@ -2,6 +2,7 @@
 
 #include "base/md5.h"
 #include "unit/CUnitLB.h"
+#include "unit/FieldCatalogue.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -200,7 +201,8 @@ ImageFileHead HeadOf(const CUnitLB& unit, int32_t ident, const std::string& prog
 bool ImageBackup::Take(const CUnitLB& unit, int32_t ident, const std::string& program, std::string& why)
 {
     const time_t now = std::time(nullptr);
-    return Write(ident, ImageFile::Text(HeadOf(unit, ident, program, now), unit.m_NVRAM, {}), why, now);
+    const ImageFileHead head = HeadOf(unit, ident, program, now);
+    return Write(ident, ImageFile::Text(head, unit.m_NVRAM, FieldCatalogue::Readable(unit.m_NVRAM)), why, now);
 }
 
 std::string ImageBackup::Folder()

@@ -10,6 +10,7 @@
 //
 // Threads: one (the user-interface thread in the configurator).
 #include "base/DBString.h"
+#include "unit/FieldCatalogue.h"
 
 #include <cstdint>
 
@@ -43,6 +44,9 @@ public:
         DBString m_Message;             // the refusal as the user reads it
         bool m_KeyWritten = false;      // a new key went into the image
     };
+
+    // The page's fields in the image, for the catalogue.
+    static std::span<const FieldDef> Map();
 
     // Fills the fields from the image. The NTP server stays as it was when
     // its field is erased; so does the node when both identifiers are.
