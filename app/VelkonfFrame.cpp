@@ -1,6 +1,7 @@
 #include "app/VelkonfFrame.h"
 
 #include "app/CConnect.h"
+#include "app/CFileImage.h"
 #include "app/VelkonfApp.h"
 #include "app/VelkonfEvents.h"
 #include "catalogue/CDev.h"
@@ -73,6 +74,8 @@ VelkonfFrame::VelkonfFrame() : m_TimerLink(this, kTimerLinkId)
     // Escape acts as the Close button: the window is a dialog, but nothing
     // here is cancelled.
     SetEscapeId(wxID_CLOSE);
+    Bind(wxEVT_MENU, [this](wxCommandEvent&) { CFileImage::ToFile(*this); }, CFileImage::kIdToFile);
+    Bind(wxEVT_MENU, [this](wxCommandEvent&) { CFileImage::FromFile(*this); }, CFileImage::kIdFromFile);
 
     wxBookCtrlBase* book = GetBookCtrl();
     m_Connect = new CConnect(book);
@@ -197,6 +200,7 @@ void VelkonfFrame::OnMoreUtil(wxCommandEvent&)
 {
     wxMenu menu;
     for (int id : kToolIds) menu.Append(id, _W_(static_cast<unsigned short>(id)));
+    CFileImage::AppendTo(menu, GetBookCtrl()->GetPageCount() > 1);
     PopupMenu(&menu);
 }
 

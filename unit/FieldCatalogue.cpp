@@ -112,16 +112,21 @@ std::vector<FieldCatalogue::Change> FieldCatalogue::Diff(const CLBNVRAM& before,
 
 DBString FieldCatalogue::ChangeText(const CLBNVRAM& before, const CLBNVRAM& after, const std::vector<int>& blocks)
 {
-    const std::vector<Change> changes = Diff(before, after);
-    if (changes.empty() && blocks.empty()) return _S_(43000);
+    DBString text = ChangeLines(before, after);
+    if (text.empty() && blocks.empty()) return _S_(43000);
+    text += _S_(43001);
+    for (int adr : blocks) text.AppendFormat(L" 0x%03X", adr);
+    return text;
+}
+
+DBString FieldCatalogue::ChangeLines(const CLBNVRAM& before, const CLBNVRAM& after)
+{
     DBString text;
-    for (const Change& c : changes) {
+    for (const Change& c : Diff(before, after)) {
         text += _S_(c.m_Field->m_Label) + L": ";
         if (c.m_Field->m_Kind != FieldKind::LinkKey) text += DBString(c.m_Old) + L" -> ";
         text += DBString(c.m_New) + L"\n";
     }
-    text += _S_(43001);
-    for (int adr : blocks) text.AppendFormat(L" 0x%03X", adr);
     return text;
 }
 

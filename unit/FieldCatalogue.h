@@ -55,6 +55,8 @@ public:
     // as "label: old -> new", then the start addresses of the blocks to be
     // written; or a line saying that nothing has changed.
     static DBString ChangeText(const CLBNVRAM& before, const CLBNVRAM& after, const std::vector<int>& blocks);
+    // Only the lines of the fields, each ended by a line break.
+    static DBString ChangeLines(const CLBNVRAM& before, const CLBNVRAM& after);
     // Name and readable value of every field, for an image file.
     static std::vector<std::pair<std::string, std::string>> Readable(const CLBNVRAM& image);
     // A page's table joins the catalogue here.

@@ -3,6 +3,7 @@
 #include "base/md5.h"
 #include "unit/CUnitLB.h"
 #include "unit/FieldCatalogue.h"
+#include "unit/SystemFields.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -194,6 +195,21 @@ ImageFileHead HeadOf(const CUnitLB& unit, int32_t ident, const std::string& prog
     std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", &tm);
     h.m_Date = date;
     return h;
+}
+
+int ImageFile::Merge(const CLBNVRAM& file, CLBNVRAM& into)
+{
+    auto isMAC = [](int adr) {
+        return (adr >= SystemFields::kMACAdr && adr < SystemFields::kMACAdr + 6) ||
+               (adr >= SystemFields::kMACFallbackAdr && adr < SystemFields::kMACFallbackAdr + 6);
+    };
+    int changed = 0;
+    for (int adr = 0; adr < CLBNVRAM::kSize; ++adr) {
+        if (!file.IsKnovByte(adr) || !into.IsKnovByte(adr) || isMAC(adr)) continue;
+        if (into.m_Data[adr] != file.m_Data[adr]) ++changed;
+        into.m_Data[adr] = file.m_Data[adr];
+    }
+    return changed;
 }
 
 // ---------------------------------------------------------------- ImageBackup

@@ -44,6 +44,10 @@ public:
     static std::string Text(const ImageFileHead& head, const CLBNVRAM& image, const ImageFileFields& fields);
     // On anything but none, `head` and `image` are left as they were.
     static ImageFileFault Parse(const char* data, size_t len, ImageFileHead& head, CLBNVRAM& image);
+    // A restore into a unit's working image: every byte that the file knows
+    // and the unit holds, but never the unit's MAC address. The count of
+    // bytes that changed.
+    static int Merge(const CLBNVRAM& file, CLBNVRAM& into);
 };
 
 // The automatic backup of every image completely read: one folder per unit
