@@ -321,6 +321,7 @@ void CConnect::OnTimerConnect(wxTimerEvent&)
     if (++m_Tick < kTickLimit) return;
     ShowErr(_W_(10261));
     m_Timer.Stop();
+    if (VelkonfFrame* frame = wxGetApp().m_Frame.load()) frame->SaveCheckMissed();
     // Timing out is a press of the button: the running carrier is stopped.
     QueueEvent(new wxCommandEvent(ID_CMD_CONNECT));
 }

@@ -26,14 +26,20 @@
 #include <wx/config.h>
 #include <wx/menu.h>
 #include <wx/msgdlg.h>
+#include <wx/richmsgdlg.h>
 #include <wx/sizer.h>
 
+#include <algorithm>
 #include <ctime>
 
 #include "app/velkonf.xpm"
 
 namespace {
 constexpr int kTimerLinkId = 5999;
+constexpr int kTimerCheckId = 5998;
+// From the restart request to the first connection of the check, and between
+// attempts; /Param/SaveCheckDelay (ms) overrides it.
+constexpr int kSaveCheckDelayMs = 5000;
 constexpr int kKeepAliveMs = 20000;
 // The tools of the Additional functions menu; each item's id is its text's.
 constexpr int kToolIds[] = {10263, 10264, 10265, 10266, 10267, 10268};
@@ -42,6 +48,13 @@ constexpr long long kNtpEpoch = 2208988800LL;
 constexpr int kData = 14;   // data byte 0 of a reply
 
 void ErrorBox(unsigned short id) { wxMessageBox(_W_(id), "Velkonf", wxOK | wxICON_ERROR); }
+
+int SaveCheckDelay()
+{
+    wxConfigBase* cfg = wxConfigBase::Get();
+    cfg->SetPath("/Param");
+    return static_cast<int>(std::clamp(cfg->ReadLong("SaveCheckDelay", kSaveCheckDelayMs), 100L, 600000L));
+}
 
 }  // namespace
 
@@ -53,12 +66,13 @@ wxBEGIN_EVENT_TABLE(VelkonfFrame, wxPropertySheetDialog)
     EVT_BUTTON(wxID_APPLY, VelkonfFrame::OnApply)
     EVT_BUTTON(wxID_NO, VelkonfFrame::OnMoreUtil)
     EVT_TIMER(kTimerLinkId, VelkonfFrame::OnTimerSendLink)
+    EVT_TIMER(kTimerCheckId, VelkonfFrame::OnTimerCheck)
     EVT_COMMAND(wxID_ANY, MNG_PACK, VelkonfFrame::OnMngPack)
     EVT_COMMAND(wxID_ANY, NO_LINK, VelkonfFrame::OnNoLink)
 wxEND_EVENT_TABLE()
 // clang-format on
 
-VelkonfFrame::VelkonfFrame() : m_TimerLink(this, kTimerLinkId)
+VelkonfFrame::VelkonfFrame() : m_TimerLink(this, kTimerLinkId), m_TimerCheck(this, kTimerCheckId)
 {
     Create(nullptr, wxID_ANY, "Velkonf", wxDefaultPosition, wxDefaultSize, wxDEFAULT_DIALOG_STYLE | wxRESIZE_BORDER);
     SetIcon(wxIcon(velkonf_xpm));
@@ -319,12 +333,60 @@ void VelkonfFrame::OnApply(wxCommandEvent&)
 {
     if (!CheckSave()) return;
     VelkonfApp& app = wxGetApp();
-    const DBString changes = FieldCatalogue::ChangeText(app.m_NVRAMOld, app.m_NVRAM, app.ChangedChunks());
-    if (wxMessageBox(toWxString(changes) + "\n\n" + _W_(10009), "Velkonf", wxYES_NO | wxICON_QUESTION) != wxYES) return;
+    const std::vector<int> blocks = app.ChangedChunks();
+    const DBString changes = FieldCatalogue::ChangeText(app.m_NVRAMOld, app.m_NVRAM, blocks);
+    wxRichMessageDialog ask(this, toWxString(changes) + "\n\n" + _W_(10009), "Velkonf", wxYES_NO | wxICON_QUESTION);
+    ask.ShowCheckBox(_W_(43008), true);
+    if (ask.ShowModal() != wxID_YES) return;
+    const CLBNVRAM written = app.m_NVRAM;
     CPackV7 pack = app.NewPack();
     int sent = app.SendSave(pack, [&app](CPackV7& p) { app.Put(p); });
     app.m_BadLog.PutFormat(L"Save: %d chunks and askRestart", sent);
     m_BtnSave->Disable();
+    if (ask.IsCheckBoxChecked()) StartSaveCheck(written, blocks);
+}
+
+void VelkonfFrame::StartSaveCheck(const CLBNVRAM& written, const std::vector<int>& blocks)
+{
+    // Nobody can press the unit's buttons for a program.
+    if (wxGetApp().m_TypConnect == typConnectCloud) {
+        m_Connect->ShowErr(_W_(43009));
+        return;
+    }
+    m_SaveCheck.Arm(written, blocks);
+    m_Connect->ShowErr(_W_(43010));
+    m_TimerCheck.StartOnce(SaveCheckDelay());
+}
+
+void VelkonfFrame::OnTimerCheck(wxTimerEvent&)
+{
+    if (!m_SaveCheck.Armed()) return;
+    if (!m_SaveCheck.NextAttempt()) {
+        m_SaveCheck.Disarm();
+        m_Connect->ShowErr(_W_(43013));
+        wxGetApp().m_BadLog.Put(_W_(43013).ToStdWstring());
+        return;
+    }
+    // As the user would: the button ends the old connection, and a second
+    // press, unless the first one already started an attempt, connects.
+    wxCommandEvent press;
+    m_Connect->OnBnClickedConnect(press);
+    if (GetBookCtrl()->GetPageCount() == 1 && !m_Connect->m_Timer.IsRunning()) m_Connect->OnBnClickedConnect(press);
+}
+
+void VelkonfFrame::SaveCheckMissed()
+{
+    if (m_SaveCheck.Armed()) m_TimerCheck.StartOnce(SaveCheckDelay());
+}
+
+void VelkonfFrame::EndSaveCheck()
+{
+    VelkonfApp& app = wxGetApp();
+    const SaveCheck::Outcome outcome = m_SaveCheck.Compare(app.m_NVRAM);
+    m_SaveCheck.Disarm();
+    const wxString text = outcome.Held() ? _W_(43011) : _W_(43012) + "\n" + toWxString(m_SaveCheck.Text(app.m_NVRAM, outcome));
+    m_Connect->ShowErr(text);
+    app.m_BadLog.Put(text.ToStdWstring());
 }
 
 // ---------------------------------------------------------------- the unit's packets
@@ -461,4 +523,5 @@ void VelkonfFrame::CheckComplete()
     if (!ImageBackup::Take(app, app.UnitIdent().GetNode(), "Velkonf " VELK_VERSION, why))
         app.m_BadLog.PutUtf8("Backup: " + why);
     AddParam();
+    if (m_SaveCheck.Armed()) EndSaveCheck();
 }

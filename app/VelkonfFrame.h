@@ -3,6 +3,8 @@
 // book starts with the Connection page alone and gets the parameter pages
 // once a unit's image has been read. It holds the buttons at the foot of the
 // window and saves its own size. All of it runs on the user-interface thread.
+#include "unit/SaveCheck.h"
+
 #include <wx/propdlg.h>
 #include <wx/timer.h>
 
@@ -48,6 +50,9 @@ public:
     // conditions are read again.
     bool RemoveParam();
 
+    // A connection attempt of the check after a save has timed out.
+    void SaveCheckMissed();
+
     CConnect* m_Connect = nullptr;
     CSystem* m_System = nullptr;
     CVoice* m_Voice = nullptr;
@@ -63,6 +68,8 @@ public:
     wxButton* m_BtnSave = nullptr;
     wxButton* m_BtnMore = nullptr;
     wxTimer m_TimerLink;
+    wxTimer m_TimerCheck;            // the next connection of the check after a save
+    SaveCheck m_SaveCheck;
     bool m_Destroyed = false;
 
 private:
@@ -73,6 +80,12 @@ private:
     // Save: the changed chunks of the image, then the restart request.
     void OnApply(wxCommandEvent& event);
     void OnTimerSendLink(wxTimerEvent& event);
+    // The check after a save: on every method but the cloud buttons, wait
+    // for the unit's restart, connect again by the same method, and compare
+    // the image read with the one written.
+    void StartSaveCheck(const CLBNVRAM& written, const std::vector<int>& blocks);
+    void OnTimerCheck(wxTimerEvent& event);
+    void EndSaveCheck();
     // Everything the unit says reaches the pages here.
     void OnMngPack(wxCommandEvent& event);
     void OnNoLink(wxCommandEvent& event);

@@ -17,6 +17,7 @@
 #include <wx/button.h>
 #include <wx/checkbox.h>
 #include <wx/combobox.h>
+#include <wx/config.h>
 #include <wx/textctrl.h>
 #include <wx/checkbox.h>
 #include <wx/msgdlg.h>
@@ -93,8 +94,8 @@ TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
     VelkonfApp& app = wxGetApp();
 
     // Nothing changed: only the restart, and the question says so.
-    wxString question, caption;
-    wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::ExpectBox(question, caption, wxYES));
+    wxString question;
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::AnswerSave(wxID_YES, false, &question));
     EXPECT_EQ(question, _W_(43000) + "\n\n" + _W_(10009));
     ASSERT_TRUE(sim.WaitLine("askRestart"));
     EXPECT_EQ(sim.CountLines("write"), 0);
@@ -105,7 +106,7 @@ TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
     static_cast<wxCheckBox*>(wxWindow::FindWindowByName("ping", Frame()->m_System))->SetValue(true);
     app.m_NVRAM.SetEth(0x3C0, 0x42);        // the last chunk, 0x7C0
     app.m_NVRAM.Set(0x200, "lift.example", 12);   // a domain chunk
-    wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::ExpectBox(question, caption, wxYES));
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::AnswerSave(wxID_YES, false, &question));
     EXPECT_EQ(question.ToStdString(), ("Ping disabled: 0 -> 1\nBlocks to write: 0x400 0x7C0 0x200\n\n" + _W_(10009)).ToStdString());
     ASSERT_TRUE(PumpUntil([&] { return sim.CountLines("askRestart") == 2; }));
     EXPECT_EQ(sim.CountLines("write"), 3);
@@ -157,7 +158,7 @@ TEST(ConnectBySerial, ReadsACM3UnitWithItsTabsAndSavesPastTheStaticConnectCheck)
     // The eighth record counts on a CM3 unit: a warning, then the question.
     app.m_NVRAM.SetEth(0x2E0, 0);
     wxTEST_DIALOG(Click(Frame()->m_BtnSave), wxExpectModal<wxMessageDialog>(wxOK).Describe("static connect only"),
-                  wxExpectModal<wxMessageDialog>(wxYES).Describe("save?"));
+                  gui::AnswerSave());
     ASSERT_TRUE(PumpUntil([&] { return sim.CountLines("askRestart") == 1; }));
     EXPECT_EQ(sim.CountLines("write 0x400+64"), 1);
     EXPECT_EQ(sim.CountLines("write 0x6C0+64"), 1);
@@ -322,7 +323,7 @@ TEST(ConnectByIp, SystemPageShowsTheUnitsImageAndSavesANewKeyAndZone)
     text("key")->SetValue("newkey77");
     text("key2")->SetValue("newkey77");
     zone->SetSelection(31);
-    wxTEST_DIALOG(Click(Frame()->m_BtnSave), wxExpectModal<wxMessageDialog>(wxYES));
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::AnswerSave());
     ASSERT_TRUE(PumpUntil([&] { return sim.CountLines("askRestart") == 1; }));
     EXPECT_EQ(sim.CountLines("write"), 1) << "key and zone share the first chunk";
     EXPECT_EQ(sim.CountLines("write 0x400+64"), 1);
@@ -336,4 +337,40 @@ TEST(ConnectByIp, SystemPageShowsTheUnitsImageAndSavesANewKeyAndZone)
     }));
     EXPECT_EQ(std::memcmp(kept.data() + 0x40B, fresh.Data(), 16), 0);
     EXPECT_EQ(std::memcmp(kept.data() + 0x405, mac, 6), 0) << "the MAC is not written while editing is off";
+}
+
+TEST(SaveCheck, TheUnitIsReadAgainAfterItsRestartAndAWriteItLostIsNamed)
+{
+    // No time service, so that no time zone is needed; a key of its own.
+    const std::vector<std::string> unit = {"--udp-port", "0", "--ident", std::to_string(kIdent), "--features",
+                                           "0x01,0x21", "--key", "secret12", "--restart-delay", "0.2"};
+    Simulator sim(unit);
+    // The state line wraps its text: compare words, not lines.
+    auto said = [](wxString text) {
+        wxString state = State();
+        state.Replace("\n", " ");
+        text.Replace("\n", " ");
+        return state.StartsWith(text);
+    };
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    wxConfigBase::Get()->Write("/Param/SaveCheckDelay", 300);
+    auto saveWithPingOff = [&] {
+        ASSERT_TRUE(PumpUntil(Connected)) << State();
+        static_cast<wxCheckBox*>(wxWindow::FindWindowByName("ping", Frame()->m_System))->SetValue(true);
+        wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::AnswerSave(wxID_YES, true));
+        EXPECT_TRUE(said(_W_(43010))) << State();
+    };
+    Press(typConnectIP, sim.Udp(), "secret12");
+    saveWithPingOff();
+    EXPECT_TRUE(PumpUntil([&] { return said(_W_(43011)); }, 30000)) << State();
+    EXPECT_EQ(sim.CountLines("askInfo"), 2) << "connected again by the same method";
+    EXPECT_TRUE(Connected());
+
+    std::vector<std::string> losing = unit;
+    losing.push_back("--forget-writes");
+    Simulator forgetful(losing);
+    Click(Page()->m_BtnConnect);
+    Press(typConnectIP, forgetful.Udp(), "secret12");
+    saveWithPingOff();
+    EXPECT_TRUE(PumpUntil([&] { return said(_W_(43012) + " Ping disabled: 1 -> 0"); }, 30000)) << State();
 }

@@ -8,6 +8,7 @@
 
 #include <wx/modalhook.h>
 #include <wx/msgdlg.h>
+#include <wx/richmsgdlg.h>
 
 #include <string>
 
@@ -47,6 +48,28 @@ protected:
 private:
     wxString* m_Message;
     wxString* m_Caption;
+};
+
+// Answers the Save question (a box with a check box for the check after the
+// restart): `id` is wxID_YES or wxID_NO, the check box is set to `check`, and
+// the question's text goes to `message` if given.
+class AnswerSave : public wxExpectModalBase<wxRichMessageDialog, AnswerSave> {
+public:
+    explicit AnswerSave(int id = wxID_YES, bool check = false, wxString* message = nullptr)
+        : m_Id(id), m_Check(check), m_Message(message) {}
+
+protected:
+    int OnInvoked(wxRichMessageDialog* dlg) const override
+    {
+        if (m_Message) *m_Message = dlg->GetMessage();
+        dlg->ShowCheckBox(dlg->GetCheckBoxText(), m_Check);
+        return m_Id;
+    }
+
+private:
+    int m_Id;
+    bool m_Check;
+    wxString* m_Message;
 };
 }  // namespace gui
 

@@ -3,6 +3,7 @@
 #include "base/StringRes.h"
 #include "link/CKeySys.h"
 #include "unit/FieldCatalogue.h"
+#include "unit/SaveCheck.h"
 #include "unit/SystemFields.h"
 
 #include <gtest/gtest.h>
@@ -96,4 +97,22 @@ TEST(FieldCatalogue, DiffNamesExactlyTheFieldsWhoseBytesDifferAndNeverAKey)
     EXPECT_EQ(FieldCatalogue::Value(ntp, img), "") << "erased";
     img.Set(ntp.m_Adr, "\xE2\xF0\xE5\xEC\xFF", 6);   // CP1251 with its end
     EXPECT_EQ(FieldCatalogue::Value(ntp, img), "время");
+}
+
+TEST(SaveCheck, NamesTheFieldsThatMovedAndCountsOtherBytesOfTheWrittenBlocksOnly)
+{
+    CLBNVRAM written;
+    for (int i = 0; i < CLBNVRAM::kSize; ++i) written.m_Data[i] = static_cast<unsigned char>(i * 13);
+    SaveCheck check;
+    check.Arm(written, {0x440});
+    EXPECT_TRUE(check.Compare(written).Held());
+    CLBNVRAM read = written;
+    read.m_Data[0x441] ^= 1;   // in the written block, in no field
+    read.m_Data[0x7F0] ^= 1;   // in no field, not written
+    read.m_Data[FieldCatalogue::Find("System.PingOff")->m_Adr] ^= 1;
+    const SaveCheck::Outcome o = check.Compare(read);
+    EXPECT_FALSE(o.Held());
+    EXPECT_EQ(o.m_OtherBytes, 1);
+    ASSERT_EQ(o.m_Fields.size(), 1u);
+    EXPECT_STREQ(o.m_Fields[0].m_Field->m_Name, "System.PingOff");
 }

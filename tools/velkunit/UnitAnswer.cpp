@@ -116,8 +116,10 @@ void Nvram(UnitOutcome& out, const CPackV7& req)
     d.U8(2, len);
     d.U8(3, status);
     if (status == 0 && write) {
-        std::copy_n(req.m_Buf + 18, len, s.image.begin() + adr);
-        out.written = true;
+        if (!s.config.forgetWrites) {
+            std::copy_n(req.m_Buf + 18, len, s.image.begin() + adr);
+            out.written = true;
+        }
     } else if (status == 0) {
         d.Bytes(4, At(s.image, adr), static_cast<size_t>(len));
     }

@@ -42,6 +42,7 @@ struct Options {
     int baud = 0;               // 0: the serial line is not paced
     long silentAfter = 0;       // 0: never
     int nvramStatus = 0;
+    bool forgetWrites = false;
     long wrongKey = 0;          // 0: never
     int maxTry = 5;
     int retryMs = 2000;
