@@ -6,6 +6,7 @@
 #include "tools/velkunit/UnitState.h"
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,8 @@ struct Options {
     int baud = 0;               // 0: the serial line is not paced
     long silentAfter = 0;       // 0: never
     int nvramStatus = 0;
+    std::array<uint32_t, 10> counters{};   // askStatistic, as sent
+    bool countersSet = false;
     long wrongKey = 0;          // 0: never
     int maxTry = 5;
     int retryMs = 2000;
