@@ -48,6 +48,7 @@ void CVoice::SetActive()
 
 void CVoice::DataToPanel()
 {
+    if (!m_List) return;   // a status before Init has nothing to show on
     m_Own = wxString::Format("%d", m_Fields.m_OwnPort);
     if (m_Fields.m_OwnErased) m_Own += _W_(10363);
     m_InUse = m_Status.m_Seen ? wxString::Format("%d", m_Status.m_PortVoice) : wxString();

@@ -140,9 +140,11 @@ TEST(LinkPages, LinksPageListsTheRecordsAndTheLiveLinksAndSavesInsertUpdateAndDe
     EXPECT_EQ(page->m_ListStatus->GetItemText(0, 3), "10.0.0.1");
     EXPECT_FALSE(Frame()->m_BtnSave->IsEnabled());
 
-    // Insert: refused twice, then written into the first free slot (2).
-    wxString same, dup, caption;
+    // Insert: a bad number, then two refusals, then written into the first free slot (2).
+    wxString bad, cont, same, dup, caption, ignored;
     wxTEST_DIALOG(Click(page->m_BtnInsert), InDialog([](COneDirect& d) {
+                      Fill(d, "20x", "10.0.0.3");
+                      EXPECT_EQ(d.Finish(), 0) << "asked to go on: the dialog stays";
                       Fill(d, "203", "10.0.0.3");
                       Ctrl(&d, "portVoice")->SetValue("48000");
                       EXPECT_EQ(d.Finish(), 0) << "data and voice on one port";
@@ -152,7 +154,10 @@ TEST(LinkPages, LinksPageListsTheRecordsAndTheLiveLinksAndSavesInsertUpdateAndDe
                       Ctrl(&d, "ident")->SetValue("203");
                       return d.Finish();
                   }),
-                  ExpectBox(same, caption), ExpectBox(dup, caption));
+                  ExpectBox(bad, ignored), ExpectBox(cont, ignored, wxYES), ExpectBox(same, caption),
+                  ExpectBox(dup, caption));
+    EXPECT_EQ(bad, ": 20x - Invalid value");
+    EXPECT_EQ(cont, "Continue work with dialogs ?");
     EXPECT_EQ(same, "Ports of data and voice should be different");
     EXPECT_EQ(dup, "The identifier is already listed in another links");
     EXPECT_EQ(caption, "Velkonf");
