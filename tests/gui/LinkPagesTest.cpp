@@ -14,6 +14,7 @@
 #include <wx/button.h>
 #include <wx/checkbox.h>
 #include <wx/config.h>
+#include <wx/listctrl.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
@@ -139,6 +140,11 @@ TEST(LinkPages, LinksPageListsTheRecordsAndTheLiveLinksAndSavesInsertUpdateAndDe
     EXPECT_EQ(page->m_ListStatus->GetItemText(1, 2), "202");
     EXPECT_EQ(page->m_ListStatus->GetItemText(0, 3), "10.0.0.1");
     EXPECT_FALSE(Frame()->m_BtnSave->IsEnabled());
+    // The Voice page puts each record's voice port beside its live link's.
+    auto* voiceLinks = Ctrl<wxListCtrl>(Open("Voice"), "links");
+    EXPECT_TRUE(voiceLinks->GetItemCount() == 2 && voiceLinks->GetItemText(1, 0) == "202");
+    EXPECT_TRUE(voiceLinks->GetItemText(1, 1) == "48001" && voiceLinks->GetItemText(1, 2) == "48001");
+    ASSERT_EQ(Open("Links"), page);
 
     // Insert: a bad number, then two refusals, then written into the first free slot (2).
     wxString bad, cont, same, dup, caption, ignored;
