@@ -16,8 +16,9 @@ COneDirect::COneDirect(CListDirect* list, int index)
     : wxDialog(list, wxID_ANY, _W_(10224), wxDefaultPosition, wxDefaultSize, wxDEFAULT_DIALOG_STYLE),
       m_Index(index), m_List(list)
 {
-    auto limited = [](wxTextCtrl* t, unsigned long max) {
+    auto limited = [this](wxTextCtrl* t, unsigned long max) {
         t->SetMaxLength(max);
+        t->SetMinSize(FromDIP(wxSize(max > 8 ? 220 : 120, -1)));
         return t;
     };
     auto* head = new wxFlexGridSizer(2, FromDIP(wxSize(8, 6)));
@@ -34,6 +35,7 @@ COneDirect::COneDirect(CListDirect* list, int index)
     auto* basicGrid = new wxFlexGridSizer(2, FromDIP(wxSize(8, 6)));
     basicGrid->AddGrowableCol(1);
     m_EdIP = rows::Text(basicBox, "ip", IPv4Validator(&m_Rec.m_IP));
+    m_EdIP->SetMinSize(FromDIP(wxSize(220, -1)));
     m_EdDomain = limited(rows::Text(basicBox, "domain", StringValidator(&m_Domain)), 31);
     rows::Add(basicGrid, rows::Label(basicBox, 10013), m_EdIP);
     rows::Add(basicGrid, rows::Label(basicBox, 10227), m_EdDomain);
@@ -48,6 +50,7 @@ COneDirect::COneDirect(CListDirect* list, int index)
     m_ChkAlt->SetName("altDefined");
     m_EdReturn = limited(rows::Text(altBox, "return", IntValidator(&m_Rec.m_Return)), 3);
     m_EdAltIP = rows::Text(altBox, "altIp", IPv4Validator(&m_Rec.m_AltIP));
+    m_EdAltIP->SetMinSize(FromDIP(wxSize(220, -1)));
     rows::Add(altGrid, rows::Label(altBox, 10229), m_ChkAlt);
     altGrid->AddSpacer(0);
     rows::Add(altGrid, rows::Label(altBox, 10230), m_EdReturn);
