@@ -25,7 +25,10 @@ void CDescriptor::Init()
     grid->AddGrowableCol(1);
     m_EdText = rows::Text(box, "text", StringValidator(&m_Text));
     m_EdText->SetMaxLength(DescriptorFields::kWidth);
-    m_EdText->Bind(wxEVT_TEXT, &CDescriptor::OnEnChange, this);
+    // A read-only text changes only from here, which is no change of the image.
+    m_EdText->Bind(wxEVT_TEXT, [this](wxCommandEvent& e) {
+        if (m_EdText->IsEditable()) OnEnChange(e);
+    });
     rows::Add(grid, rows::Label(box, 10351), m_EdText);
     auto* hex = rows::Text(box, "hex", wxGenericValidator(&m_Hex), wxTE_READONLY | wxTE_MULTILINE | wxTE_DONTWRAP);
     hex->SetFont(wxFont(wxFontInfo().Family(wxFONTFAMILY_TELETYPE)));

@@ -251,6 +251,7 @@ TEST(LinkPages, TimingStatisticsSdTestVoiceAndADescriptorWrittenOnlyWithTheSetti
     EXPECT_TRUE(Ctrl(descr, "hex")->GetValue().StartsWith("53 69 6D"));
     EXPECT_FALSE(Ctrl(descr, "text")->IsEditable());
     Ctrl(descr, "text")->SetValue("not to be written");
+    EXPECT_FALSE(Frame()->m_BtnSave->IsEnabled());
     Open("System");
     EXPECT_EQ(std::memcmp(app.m_NVRAM.m_Data, old.m_Data, 2048), 0) << "no page here writes by looking";
     wxConfigBase::Get()->Write("/Param/UserDescriptor", 1);
