@@ -444,6 +444,7 @@ void VelkonfFrame::MngAsk(CPackV7& pack)
     case CPackV7::askStatus: MngStatus(pack); break;
     case CPackV7::askDirect: MngDirect(pack); break;
     case CPackV7::askStatistic:
+        if (!m_Statistic) break;
         m_Statistic->m_Counters.Decode(pack);
         m_Statistic->TransferDataToWindow();
         break;
@@ -487,6 +488,7 @@ void VelkonfFrame::MngStatus(const CPackV7& pack)
     const bool first = !status.m_Seen;
     status.Decode(pack);
     status.m_Seen = true;
+    if (m_Voice) m_Voice->TakeStatus(status);
     if (first) {
         m_Connect->CountReply(wxGetApp());
         CheckComplete();
@@ -499,7 +501,7 @@ void VelkonfFrame::MngDirect(CPackV7& pack)
 {
     CDirectOne one;
     CDirectOne::Effect effect;
-    if (!one.Decode(pack, effect)) return;
+    if (!m_Direct || !one.Decode(pack, effect)) return;
     if (effect.store) m_Direct->m_StatusDirect[one.m_Num] = one;
     if (effect.askRest) {
         VelkonfApp& app = wxGetApp();
@@ -510,7 +512,10 @@ void VelkonfFrame::MngDirect(CPackV7& pack)
             app.Put(ask);
         }
     }
-    if (effect.last) m_Direct->DataToPanel();
+    if (effect.last) {
+        m_Direct->DataToPanel();
+        if (m_Voice) m_Voice->TakeLinks(m_Direct->m_StatusDirect);
+    }
 }
 
 void VelkonfFrame::CheckComplete()

@@ -2,10 +2,14 @@
 
 #include "base/StringRes.h"
 #include "link/CIdentV7.h"
+#include "unit/DescriptorFields.h"
+#include "unit/DirectFields.h"
+#include "unit/LinkFields.h"
 #include "unit/SystemFields.h"
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 namespace {
 
@@ -23,6 +27,51 @@ bool Differs(const FieldDef& f, const CLBNVRAM& a, const CLBNVRAM& b)
     return std::memcmp(a.m_Data + f.m_Adr, b.m_Data + f.m_Adr, f.m_Len) != 0;
 }
 
+// The names of generated fields live as long as the catalogue.
+const char* Keep(std::string name)
+{
+    static std::vector<std::unique_ptr<std::string>> names;
+    names.push_back(std::make_unique<std::string>(std::move(name)));
+    return names.back()->c_str();
+}
+
+void JoinLinkTiming(std::vector<FieldDef>& all)
+{
+    for (const LinkField& f : LinkFieldMap)
+        all.push_back({Keep(std::string("Parameters.") + f.m_Name), CLBNVRAM::kEthBase + f.m_Pos, 1, FieldKind::Byte,
+                       f.m_Label});
+}
+
+void JoinLinks(std::vector<FieldDef>& all)
+{
+    auto kind = [](typDirectEnc e) {
+        switch (e) {
+        case encIdent: return FieldKind::Ident;
+        case encBE16: return FieldKind::PortBE;
+        case encIPv4: return FieldKind::IPv4;
+        case encCP1251: return FieldKind::Text;
+        case encByte: break;
+        }
+        return FieldKind::Byte;
+    };
+    for (int r = 0; r < kDirectRecords; ++r)
+        for (const DirectField& f : DirectFieldMap) {
+            const int record = kDirectBase + r * kDirectSize + f.m_Offset;
+            all.push_back({Keep("Links." + std::to_string(r + 1) + "." + f.m_Name),
+                           f.m_Domain ? record : CLBNVRAM::kEthBase + record, f.m_Width, kind(f.m_Enc), f.m_Label, 0,
+                           r + 1});
+        }
+}
+
+void JoinDescriptor(std::vector<FieldDef>& all)
+{
+    // Where it lies goes by the unit's kind; both places are named.
+    const DescriptorField now = DescriptorFields::Field(CLBNVRAM::kDescrCM3V7);
+    const DescriptorField old = DescriptorFields::Field(CLBNVRAM::kDescrOld);
+    all.push_back({"Descriptors.Text", now.m_Addr, now.m_Width, FieldKind::Text, now.m_Label});
+    all.push_back({"Descriptors.TextOld", old.m_Addr, old.m_Width, FieldKind::Text, old.m_Label});
+}
+
 }  // namespace
 
 void FieldCatalogue::Join(std::vector<FieldDef>& all, std::span<const FieldDef> page)
@@ -35,6 +84,9 @@ const std::vector<FieldDef>& FieldCatalogue::All()
     static const std::vector<FieldDef> all = [] {
         std::vector<FieldDef> v;
         Join(v, SystemFields::Map());
+        JoinLinkTiming(v);
+        JoinLinks(v);
+        JoinDescriptor(v);
         return v;
     }();
     return all;
@@ -123,6 +175,7 @@ DBString FieldCatalogue::ChangeLines(const CLBNVRAM& before, const CLBNVRAM& aft
 {
     DBString text;
     for (const Change& c : Diff(before, after)) {
+        if (c.m_Field->m_Record) text.AppendFormat(L"#%d ", c.m_Field->m_Record);
         text += _S_(c.m_Field->m_Label) + L": ";
         if (c.m_Field->m_Kind != FieldKind::LinkKey) text += DBString(c.m_Old) + L" -> ";
         text += DBString(c.m_New) + L"\n";

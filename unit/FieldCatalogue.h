@@ -33,6 +33,7 @@ struct FieldDef {
     FieldKind m_Kind;
     unsigned short m_Label;      // text id of the page's label
     unsigned char m_Mask = 0;    // Byte only: the bits that are this field; 0 for all
+    int m_Record = 0;            // of a list of records (links): its number from 1; 0: none
 };
 
 class FieldCatalogue {

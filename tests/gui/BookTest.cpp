@@ -23,7 +23,10 @@ using namespace gui;
 void SaveShot(const wxString& path)
 {
     Frame()->Raise();
-    Pump(200);
+    // A page that was not current when added is painted only when asked to.
+    Frame()->Refresh();
+    Frame()->Update();
+    Pump(1000);
     const wxString command = "import -window root -crop " +
                              wxString::Format("%dx%d+%d+%d", Frame()->GetScreenRect().width,
                                               Frame()->GetScreenRect().height, Frame()->GetScreenRect().x,

@@ -1,5 +1,6 @@
 #include "tools/velkunit/UnitOptions.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -161,6 +162,24 @@ const std::vector<OptionDef>& Table()
          Number(&Options::baud, 0, 4000000)},
         {"silent-after", "N", "Answer N requests, then nothing at all, not even acknowledgements.",
          Number(&Options::silentAfter, 1, 1000000000)},
+        {"counters", "N0,...,N9",
+         "The ten askStatistic counters as the unit sends them, in pairs of (out, in): Ethernet data, Ethernet "
+         "voice, Wi-Fi data, Wi-Fi voice, 4G data; fixed for the run (default: the live Ethernet data counts).",
+         [](Options& o, const std::string& v) {
+             std::vector<uint32_t> n;
+             size_t at = 0;
+             while (at <= v.size()) {
+                 const size_t end = std::min(v.find(',', at), v.size());
+                 long x;
+                 if (!Int(v.substr(at, end - at), 0, 0xFFFFFFFFL, x)) return false;
+                 n.push_back(static_cast<uint32_t>(x));
+                 at = end + 1;
+             }
+             if (n.size() != o.counters.size()) return false;
+             std::copy(n.begin(), n.end(), o.counters.begin());
+             o.countersSet = true;
+             return true;
+         }},
         {"nvram-status", "N", "Answer every askNVRAM with this non-zero status and no data; write nothing.",
          Number(&Options::nvramStatus, 1, 255)},
         {"forget-writes", nullptr, "Acknowledge every write as done and keep none of it.",
@@ -286,6 +305,8 @@ UnitConfig ConfigFrom(const Options& o, int imageIdent)
     }
     c.nvramStatus = o.nvramStatus;
     c.forgetWrites = o.forgetWrites;
+    c.counters = o.counters;
+    c.countersSet = o.countersSet;
     c.refuse = o.refuse;
     return c;
 }

@@ -33,6 +33,8 @@ struct UnitConfig {
     // Faults and refusals asked for on the command line.
     int nvramStatus = 0;   // non-zero: every askNVRAM reply carries it, and nothing is written
     bool forgetWrites = false;   // writes are acknowledged as done and not kept
+    std::array<uint32_t, 10> counters{};   // askStatistic as sent, when countersSet
+    bool countersSet = false;              // else the live Ethernet data counts
     int refuse = 0;        // non-zero: every request is refused with this reason (1 busy, 7 bad identifier)
 };
 
