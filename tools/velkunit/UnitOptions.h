@@ -44,6 +44,8 @@ struct Options {
     int nvramStatus = 0;
     long wrongKey = 0;          // 0: never
     int maxTry = 5;
+    // --reply: the data bytes of set answers, per request kind, in order.
+    std::vector<std::pair<int, std::vector<unsigned char>>> replies;
     int retryMs = 2000;
 };
 
