@@ -38,8 +38,10 @@ class Book : public testing::TestWithParam<const char*> {};
 
 TEST_P(Book, EveryPageOpensAndIsLeftWithoutAWordOrAChangedByte)
 {
-    // Every feature, so that every tab shows.
-    unittest::Simulator sim({"--udp-port", "0", "--ident", std::to_string(kIdent), "--key", "secret12"});
+    // Every feature, so that every tab shows; every area set, as a unit in
+    // service has it (an erased area takes defaults, and that is a change).
+    unittest::Simulator sim({"--udp-port", "0", "--ident", std::to_string(kIdent), "--key", "secret12", "--image",
+                             WriteImage(ConfiguredImage())});
     ASSERT_TRUE(sim.Started());
     const std::string lang = GetParam();
     if (lang == "enu") {
