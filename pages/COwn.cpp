@@ -63,21 +63,19 @@ void COwn::Init()
     auto* statusGroup = new wxStaticBoxSizer(wxVERTICAL, this, _W_(10052));
     m_StatusBox = statusGroup->GetStaticBox();
     wxWindow* box = m_StatusBox;
-    wxFlexGridSizer* status = page::Grid(this, 3);
-    auto row = [&](wxWindow* label, wxWindow* control, wxWindow* extra = nullptr) {
-        AddRow(status, label ? label : Label(box, wxString()), control);
-        if (extra) status->Add(extra, 0, wxALIGN_CENTER_VERTICAL);
-        else status->AddSpacer(0);
-    };
+    wxFlexGridSizer* status = page::Grid(this);
+    auto row = [&](wxWindow* label, wxWindow* control) { AddRow(status, label ? label : Label(box, wxString()), control); };
     const long ro = wxTE_READONLY;
     row(nullptr, Text(box, "cable", wxGenericValidator(&m_CableText), ro));
     row(Label(box, 10014), Text(box, "macStatus", wxGenericValidator(&m_MACText), ro));
     row(Label(box, 10033), Text(box, "typeStatus", wxGenericValidator(&m_TypeText), ro));
     row(nullptr, Text(box, "state", wxGenericValidator(&m_StateText), ro));
+    row(Label(box, 10035), Text(box, "portDataStatus", wxGenericValidator(&m_StatusEth.m_PortData), ro));
     auto* refresh = new wxButton(box, wxID_ANY, _W_(10020));
     refresh->SetName("refresh");
     refresh->Bind(wxEVT_BUTTON, &COwn::OnBnClickedOwnRefresh, this);
-    row(Label(box, 10035), Text(box, "portDataStatus", wxGenericValidator(&m_StatusEth.m_PortData), ro), refresh);
+    status->AddSpacer(0);
+    status->Add(refresh, 0, wxALIGN_RIGHT);
     row(Label(box, 10038), Text(box, "portVoiceStatus", wxGenericValidator(&m_StatusEth.m_PortVoice), ro));
     row(Label(box, 10013), Text(box, "ipStatus", IPv4Validator(&m_StatusEth.m_IP), ro));
     row(Label(box, 10049), Text(box, "maskStatus", IPv4Validator(&m_StatusEth.m_Mask), ro));
@@ -87,8 +85,9 @@ void COwn::Init()
     statusGroup->Add(status, 1, wxEXPAND | wxALL, FromDIP(6));
 
     auto* top = new wxBoxSizer(wxHORIZONTAL);
+    // The status texts are the long ones ("Cable on 100BASE-T2 full duplex").
     top->Add(left, 1, wxEXPAND | wxALL, gap);
-    top->Add(statusGroup, 1, wxEXPAND | wxTOP | wxRIGHT | wxBOTTOM, gap);
+    top->Add(statusGroup, 2, wxEXPAND | wxTOP | wxRIGHT | wxBOTTOM, gap);
     SetSizer(top);
 }
 
