@@ -1,6 +1,7 @@
 #include "app/VelkonfFrame.h"
 
 #include "app/CConnect.h"
+#include "app/CFileImage.h"
 #include "app/VelkonfApp.h"
 #include "app/VelkonfEvents.h"
 #include "catalogue/CDev.h"
@@ -16,6 +17,8 @@
 #include "pages/CVoice.h"
 #include "pages/CWiFi.h"
 #include "pages/WxText.h"
+#include "unit/FieldCatalogue.h"
+#include "unit/ImageFile.h"
 
 #include <wx/aboutdlg.h>
 #include <wx/bookctrl.h>
@@ -71,6 +74,8 @@ VelkonfFrame::VelkonfFrame() : m_TimerLink(this, kTimerLinkId)
     // Escape acts as the Close button: the window is a dialog, but nothing
     // here is cancelled.
     SetEscapeId(wxID_CLOSE);
+    Bind(wxEVT_MENU, [this](wxCommandEvent&) { CFileImage::ToFile(*this); }, CFileImage::kIdToFile);
+    Bind(wxEVT_MENU, [this](wxCommandEvent&) { CFileImage::FromFile(*this); }, CFileImage::kIdFromFile);
 
     wxBookCtrlBase* book = GetBookCtrl();
     m_Connect = new CConnect(book);
@@ -195,6 +200,7 @@ void VelkonfFrame::OnMoreUtil(wxCommandEvent&)
 {
     wxMenu menu;
     for (int id : kToolIds) menu.Append(id, _W_(static_cast<unsigned short>(id)));
+    CFileImage::AppendTo(menu, GetBookCtrl()->GetPageCount() > 1);
     PopupMenu(&menu);
 }
 
@@ -312,8 +318,9 @@ bool VelkonfFrame::CheckSave()
 void VelkonfFrame::OnApply(wxCommandEvent&)
 {
     if (!CheckSave()) return;
-    if (wxMessageBox(_W_(10009), "Velkonf", wxYES_NO | wxICON_QUESTION) != wxYES) return;
     VelkonfApp& app = wxGetApp();
+    const DBString changes = FieldCatalogue::ChangeText(app.m_NVRAMOld, app.m_NVRAM, app.ChangedChunks());
+    if (wxMessageBox(toWxString(changes) + "\n\n" + _W_(10009), "Velkonf", wxYES_NO | wxICON_QUESTION) != wxYES) return;
     CPackV7 pack = app.NewPack();
     int sent = app.SendSave(pack, [&app](CPackV7& p) { app.Put(p); });
     app.m_BadLog.PutFormat(L"Save: %d chunks and askRestart", sent);
@@ -458,5 +465,9 @@ void VelkonfFrame::CheckComplete()
     VelkonfApp& app = wxGetApp();
     if (!app.IsComplete() || !m_Own || !m_Own->m_StatusEth.m_Seen || GetBookCtrl()->GetPageCount() != 1) return;
     app.m_NVRAMOld = app.m_NVRAM;
+    std::string why;
+    // A backup that cannot be written is no reason to stop the connection.
+    if (!ImageBackup::Take(app, app.UnitIdent().GetNode(), "Velkonf " VELK_VERSION, why))
+        app.m_BadLog.PutUtf8("Backup: " + why);
     AddParam();
 }

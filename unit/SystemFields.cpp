@@ -27,12 +27,12 @@ const unsigned short NameTimeSource[kTimeSources] = {10245, 10246, 10247, 10248}
 namespace {
 
 constexpr int kIdent = 0x01;
-constexpr int kMAC = 0x05;
+constexpr int kMAC = SystemFields::kMACAdr - CLBNVRAM::kEthBase;
 constexpr int kKey = 0x0B;
 constexpr int kPing = 0x1C;
 constexpr int kZone = 0x1D;
 constexpr int kIdentFallback = 0x36;
-constexpr int kMACFallback = 0x3A;
+constexpr int kMACFallback = SystemFields::kMACFallbackAdr - CLBNVRAM::kEthBase;
 constexpr int kNTP = 0x160;
 constexpr int kNTPWidth = 32;
 
@@ -45,7 +45,19 @@ bool Erased(const unsigned char* bytes, int len)
 
 bool IsLeap(int year) { return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0; }
 
+constexpr int kEth = CLBNVRAM::kEthBase;
+const FieldDef kMap[] = {
+    {"System.Ident", kEth + kIdent, 4, FieldKind::Ident, 10145},
+    {"System.MAC", kEth + kMAC, 6, FieldKind::MAC, 10014},
+    {"System.Key", kEth + kKey, 16, FieldKind::LinkKey, 10148},
+    {"System.PingOff", kEth + kPing, 1, FieldKind::Byte, 10012},
+    {"System.TimeZone", kEth + kZone, 1, FieldKind::Byte, 10017},
+    {"System.NTP", kEth + kNTP, kNTPWidth, FieldKind::Text, 10016},
+};
+
 }  // namespace
+
+std::span<const FieldDef> SystemFields::Map() { return kMap; }
 
 void SystemFields::Read(const CLBNVRAM& nvram)
 {

@@ -10,6 +10,7 @@
 //
 // Threads: one (the user-interface thread in the configurator).
 #include "base/DBString.h"
+#include "unit/FieldCatalogue.h"
 
 #include <cstdint>
 
@@ -37,12 +38,20 @@ public:
     static constexpr unsigned short kIdMACLength = 10031;
     static constexpr unsigned short kIdMACSymbol = 10032;
 
+    // The unit's own MAC and its fallback, absolute in the image: never
+    // taken from another image.
+    static constexpr int kMACAdr = 0x400 + 0x05;
+    static constexpr int kMACFallbackAdr = 0x400 + 0x3A;
+
     // The outcome of Write.
     struct Result {
         unsigned short m_Refused = 0;   // text id of the refusal; 0: all written
         DBString m_Message;             // the refusal as the user reads it
         bool m_KeyWritten = false;      // a new key went into the image
     };
+
+    // The page's fields in the image, for the catalogue.
+    static std::span<const FieldDef> Map();
 
     // Fills the fields from the image. The NTP server stays as it was when
     // its field is erased; so does the node when both identifiers are.

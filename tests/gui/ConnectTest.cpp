@@ -11,6 +11,7 @@
 #include "pages/CSystem.h"
 #include "pages/WxText.h"
 #include "support/Simulator.h"
+#include "unit/ImageFile.h"
 
 #include <wx/bookctrl.h>
 #include <wx/button.h>
@@ -67,6 +68,18 @@ TEST(ConnectByIp, ShowsTheUnitsPagesOnceAndDisconnectsAndConnectsAgain)
     Press(typConnectIP, sim.Udp());
     ASSERT_TRUE(PumpUntil(Connected)) << "a second connection in the same run: " << State();
     EXPECT_EQ(sim.CountLines("askInfo"), 2);
+
+    // Each complete read left a backup that restores the image as read.
+    const std::vector<std::string> backups = ImageBackup::List(kIdent);
+    ASSERT_EQ(backups.size(), 2u);
+    std::ifstream in(backups.back());
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    ImageFileHead head;
+    CLBNVRAM image;
+    ASSERT_EQ(ImageFile::Parse(text.data(), text.size(), head, image), ImageFileFault::none);
+    EXPECT_EQ(std::memcmp(image.m_Data, wxGetApp().m_NVRAMOld.m_Data, 2048), 0);
+    EXPECT_EQ(std::memcmp(image.m_Knov, wxGetApp().m_NVRAMOld.m_Knov, 256), 0);
+    EXPECT_EQ(head.m_TypLB, 14);
 }
 
 TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
@@ -79,8 +92,10 @@ TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
     ASSERT_TRUE(PumpUntil(Connected)) << State();
     VelkonfApp& app = wxGetApp();
 
-    // Nothing changed: only the restart.
-    wxTEST_DIALOG(Click(Frame()->m_BtnSave), wxExpectModal<wxMessageDialog>(wxYES));
+    // Nothing changed: only the restart, and the question says so.
+    wxString question, caption;
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::ExpectBox(question, caption, wxYES));
+    EXPECT_EQ(question, _W_(43000) + "\n\n" + _W_(10009));
     ASSERT_TRUE(sim.WaitLine("askRestart"));
     EXPECT_EQ(sim.CountLines("write"), 0);
 
@@ -90,7 +105,8 @@ TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
     static_cast<wxCheckBox*>(wxWindow::FindWindowByName("ping", Frame()->m_System))->SetValue(true);
     app.m_NVRAM.SetEth(0x3C0, 0x42);        // the last chunk, 0x7C0
     app.m_NVRAM.Set(0x200, "lift.example", 12);   // a domain chunk
-    wxTEST_DIALOG(Click(Frame()->m_BtnSave), wxExpectModal<wxMessageDialog>(wxYES));
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::ExpectBox(question, caption, wxYES));
+    EXPECT_EQ(question.ToStdString(), ("Ping disabled: 0 -> 1\nBlocks to write: 0x400 0x7C0 0x200\n\n" + _W_(10009)).ToStdString());
     ASSERT_TRUE(PumpUntil([&] { return sim.CountLines("askRestart") == 2; }));
     EXPECT_EQ(sim.CountLines("write"), 3);
     EXPECT_EQ(sim.CountLines("write 0x400+64"), 1);
