@@ -2,6 +2,7 @@
 
 #include "base/StringRes.h"
 #include "link/CIdentV7.h"
+#include "unit/NetFields.h"
 #include "unit/SystemFields.h"
 
 #include <cstdio>
@@ -35,6 +36,10 @@ const std::vector<FieldDef>& FieldCatalogue::All()
     static const std::vector<FieldDef> all = [] {
         std::vector<FieldDef> v;
         Join(v, SystemFields::Map());
+        Join(v, OwnFields::kMap);
+        Join(v, WiFiFields::kMap);
+        Join(v, MQTTFields::kMap);
+        Join(v, G4Fields::kMap);
         return v;
     }();
     return all;
@@ -52,8 +57,11 @@ std::string FieldCatalogue::Value(const FieldDef& f, const CLBNVRAM& image)
     const unsigned char* p = image.m_Data + f.m_Adr;
     char buf[64];
     switch (f.m_Kind) {
-    case FieldKind::Byte:
-        return std::to_string(f.m_Mask ? (p[0] & f.m_Mask) >> Shift(f.m_Mask) : p[0]);
+    case FieldKind::Byte: {
+        int v = f.m_Mask ? (p[0] & f.m_Mask) >> Shift(f.m_Mask) : p[0];
+        if (f.m_Inverted && f.m_Mask) v ^= f.m_Mask >> Shift(f.m_Mask);
+        return std::to_string(v);
+    }
     case FieldKind::PortBE:
         return std::to_string(p[0] << 8 | p[1]);
     case FieldKind::IPv4:

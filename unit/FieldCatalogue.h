@@ -9,6 +9,7 @@
 #include "base/DBString.h"
 #include "link/CLBNVRAM.h"
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -26,6 +27,13 @@ enum class FieldKind {
     Hex,       // bytes as hexadecimal
 };
 
+// What ends a text field when a page reads it.
+enum class FieldCut {
+    Zero,          // the first 0x00; an erased field (first byte 0xFF) is empty
+    Control,       // the first byte below 0x20 as a signed byte, so 0x80 and above too
+    ControlOrFF,   // the first byte below 0x20 or equal to 0xFF; Cyrillic stays
+};
+
 struct FieldDef {
     const char* m_Name;          // "Page.Field": stable, for files and scripts
     int m_Adr;                   // in the 2048-byte image
@@ -33,6 +41,10 @@ struct FieldDef {
     FieldKind m_Kind;
     unsigned short m_Label;      // text id of the page's label
     unsigned char m_Mask = 0;    // Byte only: the bits that are this field; 0 for all
+    // How the page reads it, where that is more than the plain reading:
+    int64_t m_Erased = -1;       // the value of an erased field (all its bits set); -1: none
+    bool m_Inverted = false;     // Byte with a mask: the value is the bits inverted (set means off)
+    FieldCut m_Cut = FieldCut::Zero;   // Text only
 };
 
 class FieldCatalogue {

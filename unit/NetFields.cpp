@@ -7,6 +7,10 @@
 namespace {
 
 constexpr int64_t kNone = -1;
+constexpr int kEth = CLBNVRAM::kEthBase;
+// Bits 5 and 6 of the Wi-Fi flags mean something only while bit 7 is set;
+// the page never changes it.
+constexpr unsigned kFlagsValid = 0x80;
 
 DBString Number(const wchar_t* format, int value)
 {
@@ -30,15 +34,15 @@ uint32_t NumberOr(const CLBNVRAM& nvram, const FieldDef& f, bool& changed)
 // ---------------------------------------------------------------- Ethernet
 
 const FieldDef OwnFields::kMap[fCount] = {
-    {"eth.type", kEthArea, 0x100, 1, encByte, 0, 0, 10033},
-    {"eth.portData", kEthArea, 0x101, 2, encBE16, 0, 46000, 10035},
-    {"eth.portVoice", kEthArea, 0x103, 2, encBE16, 0, 46001, 10038},
-    {"eth.ip", kEthArea, 0x105, 4, encIPv4, 0, 0, 10013},
-    {"eth.mask", kEthArea, 0x109, 4, encIPv4, 0, 0, 10049},
-    {"eth.gateway", kEthArea, 0x10D, 4, encIPv4, 0, 0, 10050},
-    {"eth.dns", kEthArea, 0x111, 4, encIPv4, 0, 0, 10051},
-    {"eth.pppLogin", kEthArea, 0x120, 32, encText, 0, kNone, 10039},
-    {"eth.pppPassword", kEthArea, 0x140, 32, encText, 0, kNone, 10040},
+    {"Ethernet.Type", kEth + 0x100, 1, FieldKind::Byte, 10033, 0, 0, false, FieldCut::Zero},
+    {"Ethernet.DataPort", kEth + 0x101, 2, FieldKind::PortBE, 10035, 0, 46000, false, FieldCut::Zero},
+    {"Ethernet.VoicePort", kEth + 0x103, 2, FieldKind::PortBE, 10038, 0, 46001, false, FieldCut::Zero},
+    {"Ethernet.IP", kEth + 0x105, 4, FieldKind::IPv4, 10013, 0, 0, false, FieldCut::Zero},
+    {"Ethernet.Mask", kEth + 0x109, 4, FieldKind::IPv4, 10049, 0, 0, false, FieldCut::Zero},
+    {"Ethernet.Gateway", kEth + 0x10D, 4, FieldKind::IPv4, 10050, 0, 0, false, FieldCut::Zero},
+    {"Ethernet.DNS", kEth + 0x111, 4, FieldKind::IPv4, 10051, 0, 0, false, FieldCut::Zero},
+    {"Ethernet.Login", kEth + 0x120, 32, FieldKind::Text, 10039, 0, kNone, false, FieldCut::Control},
+    {"Ethernet.Password", kEth + 0x140, 32, FieldKind::Text, 10040, 0, kNone, false, FieldCut::Control},
 };
 
 bool OwnFields::Read(const CLBNVRAM& nvram)
@@ -86,21 +90,19 @@ DBString DecodeStatusConnect(int code)
 // ---------------------------------------------------------------- Wi-Fi
 
 const FieldDef WiFiFields::kMap[fCount] = {
-    {"wifi.extName", kEthArea, 0x300, 32, encText1251, 0, kNone, 10064},
-    {"wifi.extPassword", kEthArea, 0x320, 32, encText1251, 0, kNone, 10040},
-    {"wifi.intName", kEthArea, 0x340, 32, encText1251, 0, kNone, 10064},
-    {"wifi.intPassword", kEthArea, 0x360, 32, encText1251, 0, kNone, 10040},
-    {"wifi.extEnable", kEthArea, 0x380, 1, encBits, 0x01, kNone, 10062},
-    {"wifi.intEnable", kEthArea, 0x380, 1, encBits, 0x02, kNone, 10062},
-    {"wifi.specified", kEthArea, 0x380, 1, encBitsInv, 0x20, kNone, 10063},
-    {"wifi.static", kEthArea, 0x380, 1, encBitsInv, 0x40, kNone, 10141},
-    // Bits 5 and 6 mean something only while bit 7 is set; the page never changes it.
-    {"wifi.flagsValid", kEthArea, 0x380, 1, encBits, 0x80, kNone, 0},
-    {"wifi.channel", kEthArea, 0x381, 1, encByte, 0, 1, 10149},
-    {"wifi.ip", kEthArea, 0x388, 4, encIPv4, 0, kNone, 10013},
-    {"wifi.mask", kEthArea, 0x38C, 4, encIPv4, 0, kNone, 10049},
-    {"wifi.gateway", kEthArea, 0x390, 4, encIPv4, 0, kNone, 10050},
-    {"wifi.dns", kEthArea, 0x394, 4, encIPv4, 0, kNone, 10051},
+    {"WiFi.ExtName", kEth + 0x300, 32, FieldKind::Text, 10064, 0, kNone, false, FieldCut::ControlOrFF},
+    {"WiFi.ExtPassword", kEth + 0x320, 32, FieldKind::Text, 10040, 0, kNone, false, FieldCut::ControlOrFF},
+    {"WiFi.IntName", kEth + 0x340, 32, FieldKind::Text, 10064, 0, kNone, false, FieldCut::ControlOrFF},
+    {"WiFi.IntPassword", kEth + 0x360, 32, FieldKind::Text, 10040, 0, kNone, false, FieldCut::ControlOrFF},
+    {"WiFi.ExtEnable", kEth + 0x380, 1, FieldKind::Byte, 10062, 0x01, kNone, false, FieldCut::Zero},
+    {"WiFi.IntEnable", kEth + 0x380, 1, FieldKind::Byte, 10062, 0x02, kNone, false, FieldCut::Zero},
+    {"WiFi.Specified", kEth + 0x380, 1, FieldKind::Byte, 10063, 0x20, kNone, true, FieldCut::Zero},
+    {"WiFi.Static", kEth + 0x380, 1, FieldKind::Byte, 10141, 0x40, kNone, true, FieldCut::Zero},
+    {"WiFi.Channel", kEth + 0x381, 1, FieldKind::Byte, 10149, 0, 1, false, FieldCut::Zero},
+    {"WiFi.IP", kEth + 0x388, 4, FieldKind::IPv4, 10013, 0, kNone, false, FieldCut::Zero},
+    {"WiFi.Mask", kEth + 0x38C, 4, FieldKind::IPv4, 10049, 0, kNone, false, FieldCut::Zero},
+    {"WiFi.Gateway", kEth + 0x390, 4, FieldKind::IPv4, 10050, 0, kNone, false, FieldCut::Zero},
+    {"WiFi.DNS", kEth + 0x394, 4, FieldKind::IPv4, 10051, 0, kNone, false, FieldCut::Zero},
 };
 
 bool WiFiFields::Read(CLBNVRAM& nvram)
@@ -109,7 +111,7 @@ bool WiFiFields::Read(CLBNVRAM& nvram)
     m_ExtPass = GetText(nvram, kMap[fExtPass]);
     m_IntName = GetText(nvram, kMap[fIntName]);
     m_IntPass = GetText(nvram, kMap[fIntPass]);
-    const bool valid = GetNumber(nvram, kMap[fFlagsValid]) != 0;
+    const bool valid = (nvram.m_Data[kMap[fExtEnable].m_Adr] & kFlagsValid) != 0;
     m_ExtEnable = GetNumber(nvram, kMap[fExtEnable]) != 0;
     m_IntEnable = GetNumber(nvram, kMap[fIntEnable]) != 0;
     m_Specified = valid && GetNumber(nvram, kMap[fSpecified]) != 0;
@@ -123,7 +125,8 @@ bool WiFiFields::Read(CLBNVRAM& nvram)
     // An unconfigured module (an erased image takes this path).
     m_Channel = static_cast<int32_t>(kMap[fChannel].m_Erased);
     m_ExtEnable = m_Specified = m_IntEnable = false;
-    nvram.SetEth(kMap[fExtEnable].m_Offset, static_cast<unsigned char>(0));
+    const unsigned char zero = 0;
+    nvram.Set(kMap[fExtEnable].m_Adr, &zero, 1);
     return true;
 }
 
@@ -178,8 +181,8 @@ WiFiStatusText DecodeWiFiStatus(const CStatusWiFi& s)
 // ---------------------------------------------------------------- 4G
 
 const FieldDef G4Fields::kMap[fCount] = {
-    {"g4.apn", kEthArea, 0x39C, 40, encText, 0, kNone, 10169},
-    {"g4.roaming", kEthArea, 0x3C4, 1, encBits, 0x01, kNone, 10170},
+    {"G4.APN", kEth + 0x39C, 40, FieldKind::Text, 10169, 0, kNone, false, FieldCut::Control},
+    {"G4.Roaming", kEth + 0x3C4, 1, FieldKind::Byte, 10170, 0x01, kNone, false, FieldCut::Zero},
 };
 
 void G4Fields::Read(const CLBNVRAM& nvram)
@@ -197,16 +200,16 @@ void G4Fields::Write(CLBNVRAM& nvram) const
 // ---------------------------------------------------------------- MQTT
 
 const FieldDef MQTTFields::kMap[fCount] = {
-    {"mqtt.enable", kEthArea, 0x115, 1, encBitsInv, 0x80, kNone, 10179},
-    {"mqtt.retained", kEthArea, 0x115, 1, encBits, 0x40, kNone, 10180},
-    {"mqtt.qosPublish", kEthArea, 0x115, 1, encBits, 0x03, kNone, 10181},
-    {"mqtt.qosSubscribe", kEthArea, 0x115, 1, encBits, 0x30, kNone, 10182},
-    {"mqtt.broker", kEthArea, 0x180, 32, encText, 0, kNone, 10183},
-    {"mqtt.port", kEthArea, 0x116, 2, encBE16, 0, 1883, 10184},
-    {"mqtt.ssl", kEthArea, 0x115, 1, encBits, 0x04, kNone, 10185},
-    {"mqtt.login", kEthArea, 0x1A0, 32, encText, 0, kNone, 10186},
-    {"mqtt.password", kEthArea, 0x1C0, 32, encText, 0, kNone, 10187},
-    {"mqtt.topic", kEthArea, 0x1E0, 32, encText, 0, kNone, 10188},
+    {"MQTT.Enable", kEth + 0x115, 1, FieldKind::Byte, 10179, 0x80, kNone, true, FieldCut::Zero},
+    {"MQTT.Retained", kEth + 0x115, 1, FieldKind::Byte, 10180, 0x40, kNone, false, FieldCut::Zero},
+    {"MQTT.QoSPublish", kEth + 0x115, 1, FieldKind::Byte, 10181, 0x03, kNone, false, FieldCut::Zero},
+    {"MQTT.QoSSubscribe", kEth + 0x115, 1, FieldKind::Byte, 10182, 0x30, kNone, false, FieldCut::Zero},
+    {"MQTT.Broker", kEth + 0x180, 32, FieldKind::Text, 10183, 0, kNone, false, FieldCut::Control},
+    {"MQTT.Port", kEth + 0x116, 2, FieldKind::PortBE, 10184, 0, 1883, false, FieldCut::Zero},
+    {"MQTT.SSL", kEth + 0x115, 1, FieldKind::Byte, 10185, 0x04, kNone, false, FieldCut::Zero},
+    {"MQTT.Login", kEth + 0x1A0, 32, FieldKind::Text, 10186, 0, kNone, false, FieldCut::Control},
+    {"MQTT.Password", kEth + 0x1C0, 32, FieldKind::Text, 10187, 0, kNone, false, FieldCut::Control},
+    {"MQTT.Topic", kEth + 0x1E0, 32, FieldKind::Text, 10188, 0, kNone, false, FieldCut::Control},
 };
 
 bool MQTTFields::Read(const CLBNVRAM& nvram)

@@ -4,7 +4,7 @@
 // unusable fields take their default and report that the image must be
 // saved), checks them across fields and writes them back, touching only its
 // own bytes and, in a shared byte, only its own bits. The field tables are
-// public so that a catalogue can list them.
+// public: the field catalogue joins them.
 //
 // Threads: one (the user-interface thread in the configurator).
 #include "unit/FieldMap.h"
@@ -13,8 +13,6 @@
 
 class CLBNVRAM;
 struct CStatusWiFi;
-
-inline constexpr int kEthArea = 0x400;   // CLBNVRAM::GetEth(n) is image byte 0x400 + n
 
 // ---------------------------------------------------------------- Ethernet
 
@@ -45,7 +43,7 @@ DBString DecodeStatusConnect(int code);
 class WiFiFields {
 public:
     enum {
-        fExtName, fExtPass, fIntName, fIntPass, fExtEnable, fIntEnable, fSpecified, fStatic, fFlagsValid,
+        fExtName, fExtPass, fIntName, fIntPass, fExtEnable, fIntEnable, fSpecified, fStatic,
         fChannel, fIP, fMask, fGate, fDNS, fCount
     };
     static const FieldDef kMap[fCount];

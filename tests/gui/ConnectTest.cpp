@@ -103,7 +103,7 @@ TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
     // Ping off, in the chunk at 0x400: through the System page, which writes
     // its own fields into the image when Save leaves it.
     static_cast<wxCheckBox*>(wxWindow::FindWindowByName("ping", Frame()->m_System))->SetValue(true);
-    app.m_NVRAM.SetEth(0x3C0, 0x42);        // the last chunk, 0x7C0
+    app.m_NVRAM.SetEth(0x3F0, 0x42);        // the last chunk, 0x7C0, behind every named field
     app.m_NVRAM.Set(0x200, "lift.example", 12);   // a domain chunk
     wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::ExpectBox(question, caption, wxYES));
     EXPECT_EQ(question.ToStdString(), ("Ping disabled: 0 -> 1\nBlocks to write: 0x400 0x7C0 0x200\n\n" + _W_(10009)).ToStdString());
@@ -119,7 +119,7 @@ TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
         kept = KeptImage(StatePath());
         return kept.size() == 2048 && kept[0x41C] == 1;
     }));
-    EXPECT_EQ(kept[0x7C0], 0x42);
+    EXPECT_EQ(kept[0x7F0], 0x42);
     EXPECT_EQ(std::memcmp(kept.data() + 0x200, "lift.example", 12), 0);
 }
 

@@ -44,35 +44,35 @@ TEST_F(NetFields, EveryFieldOfEveryMapWritesOnlyItsOwnBytesAndBitsAndReadsBack)
     for (FieldMap map : kMaps) {
         for (const FieldDef& f : map) {
             SCOPED_TRACE(f.m_Name);
-            EXPECT_TRUE(f.Address() >= 0x400 && f.Address() + f.m_Width <= 0x800);
-            const bool bits = f.m_Enc == encBits || f.m_Enc == encBitsInv;
+            EXPECT_TRUE(f.m_Adr >= 0x400 && f.m_Adr + f.m_Len <= 0x800);
+            const bool bits = f.m_Mask != 0;
             const int mask = bits ? f.m_Mask : 0xFF;
-            for (int i = 0; i < f.m_Width; ++i) {
-                EXPECT_EQ(owner[f.Address() + i] & mask, 0) << "two fields claim the same bits";
-                owner[f.Address() + i] |= mask;
+            for (int i = 0; i < f.m_Len; ++i) {
+                EXPECT_EQ(owner[f.m_Adr + i] & mask, 0) << "two fields claim the same bits";
+                owner[f.m_Adr + i] |= mask;
             }
             const CLBNVRAM before = Filled();
             CLBNVRAM img = before;
-            if (f.m_Enc == encText || f.m_Enc == encText1251) {
-                const DBString full(static_cast<size_t>(f.m_Width), L'x');
+            if (f.m_Kind == FieldKind::Text) {
+                const DBString full(static_cast<size_t>(f.m_Len), L'x');
                 SetText(img, f, full + L"cut");
                 EXPECT_EQ(GetText(img, f), full) << "a text that fills the field has no terminator";
                 SetText(img, f, L"ab");
                 EXPECT_EQ(GetText(img, f), L"ab");
-                EXPECT_EQ(img.m_Data[f.Address() + 2], 0) << "zero-padded";
+                EXPECT_EQ(img.m_Data[f.m_Adr + 2], 0) << "zero-padded";
             } else {
-                const uint32_t value = bits ? 1u : f.m_Width == 1 ? 0x5Au : f.m_Width == 2 ? 0x1234u : 0x04030201u;
+                const uint32_t value = bits ? 1u : f.m_Len == 1 ? 0x5Au : f.m_Len == 2 ? 0x1234u : 0x04030201u;
                 SetNumber(img, f, value);
                 EXPECT_EQ(GetNumber(img, f), value);
-                if (f.m_Enc == encIPv4) {
-                    EXPECT_EQ(img.m_Data[f.Address()], 1) << "first dotted number first";
+                if (f.m_Kind == FieldKind::IPv4) {
+                    EXPECT_EQ(img.m_Data[f.m_Adr], 1) << "first dotted number first";
                 }
-                if (f.m_Enc == encBE16) {
-                    EXPECT_EQ(img.m_Data[f.Address()], 0x12) << "high byte first";
+                if (f.m_Kind == FieldKind::PortBE) {
+                    EXPECT_EQ(img.m_Data[f.m_Adr], 0x12) << "high byte first";
                 }
             }
             for (auto [adr, changed] : Diff(before, img)) {
-                EXPECT_TRUE(adr >= f.Address() && adr < f.Address() + f.m_Width) << adr;
+                EXPECT_TRUE(adr >= f.m_Adr && adr < f.m_Adr + f.m_Len) << adr;
                 EXPECT_EQ(changed & ~mask, 0) << "a bit of another field moved at " << adr;
             }
         }
