@@ -10,6 +10,7 @@
 #include "pages/CMQTT.h"
 #include "pages/COwn.h"
 #include "pages/CWiFi.h"
+#include "pages/PageLayout.h"
 #include "support/Simulator.h"
 
 #include <wx/bookctrl.h>
@@ -37,6 +38,12 @@ T* Ctrl(wxWindow* page, const char* name)
 }
 
 wxString Value(wxWindow* page, const char* name) { return Ctrl(page, name)->GetValue(); }
+
+// Each named control shows its text.
+void ExpectShown(wxWindow* page, std::initializer_list<std::pair<const char*, const char*>> shown)
+{
+    for (auto [name, text] : shown) EXPECT_EQ(Value(page, name), text) << name;
+}
 
 // "ASK:HEX" for velkunit's --reply.
 std::string Reply(int ask, const Bytes& data)
@@ -73,15 +80,6 @@ std::unique_ptr<unittest::Simulator> Open(Bytes& image, wxWindow* (*page)(), std
     return sim;
 }
 
-// Leaves the page and comes back: what leaving does to Save.
-void LeaveAndReturn()
-{
-    wxBookCtrlBase* book = Frame()->GetBookCtrl();
-    const int here = book->GetSelection();
-    book->SetSelection(1);
-    book->SetSelection(static_cast<size_t>(here));
-}
-
 // A click on another tab, as the book asks the frame: false when the page
 // refuses to be left. (The toolkit's SetSelection moves on whatever the veto.)
 bool Leave()
@@ -111,11 +109,12 @@ std::set<int> Changed(const Bytes& a, const Bytes& b)
     return d;
 }
 
-std::set<int> Range(int from, int to)
+// `fixed`, and those bytes of [from, to) that differ.
+std::set<int> With(std::set<int> fixed, const Bytes& a, const Bytes& b, int from, int to)
 {
-    std::set<int> r;
-    for (int i = from; i < to; ++i) r.insert(i);
-    return r;
+    for (int i = from; i < to; ++i)
+        if (a[static_cast<size_t>(i)] != b[static_cast<size_t>(i)]) fixed.insert(i);
+    return fixed;
 }
 
 // Waits until velkunit has answered the n-th request of a kind, and the answer is in.
@@ -141,31 +140,22 @@ TEST(NetPages, EthernetShowsImageAndPppoeStatusTakesDefaultsAndSavesOnlyItsBytes
     COwn* page = Frame()->m_Own;
 
     EXPECT_TRUE(Ctrl<wxRadioButton>(page, "dhcp")->GetValue() && Ctrl<wxRadioButton>(page, "pppoe")->IsEnabled());
-    EXPECT_EQ(Value(page, "portData"), "46000");
-    EXPECT_EQ(Value(page, "portVoice"), "46001") << "the erased port's default";
-    EXPECT_EQ(Value(page, "ip"), "192.168.1.50");
     EXPECT_FALSE(Ctrl(page, "ip")->IsEnabled() || Ctrl(page, "login")->IsEnabled()) << "DHCP";
-    EXPECT_EQ(Value(page, "cable"), "Cable on 10Mb/s full duplex");
-    EXPECT_EQ(Value(page, "typeStatus"), "PPPoE");
-    EXPECT_EQ(Value(page, "state"), "Status 7");
-    EXPECT_EQ(Value(page, "macStatus"), "02564B0004D2");
-    EXPECT_EQ(Value(page, "ipStatus"), "10.64.17.34");
-    for (const char* cleared : {"maskStatus", "gatewayStatus", "dhcpStatus"})
-        EXPECT_EQ(Value(page, cleared), "0.0.0.0") << cleared << " on PPPoE";
-    EXPECT_EQ(Value(page, "dnsStatus"), "10.64.0.9");
+    // The voice port is the erased one's default; mask, gateway and DHCP server are cleared on PPPoE.
+    ExpectShown(page, {{"portData", "46000"}, {"portVoice", "46001"}, {"ip", "192.168.1.50"},
+                       {"cable", "Cable on 10Mb/s full duplex"}, {"typeStatus", "PPPoE"}, {"state", "Status 7"},
+                       {"macStatus", "02564B0004D2"}, {"ipStatus", "10.64.17.34"}, {"maskStatus", "0.0.0.0"},
+                       {"gatewayStatus", "0.0.0.0"}, {"dhcpStatus", "0.0.0.0"}, {"dnsStatus", "10.64.0.9"}});
 
     EXPECT_FALSE(Frame()->m_BtnSave->IsEnabled());
-    LeaveAndReturn();
-    EXPECT_TRUE(Frame()->m_BtnSave->IsEnabled()) << "a default replaced an erased field";
+    EXPECT_TRUE(page->KillActive());
+    EXPECT_TRUE(Frame()->m_BtnSave->IsEnabled()) << "leaving: a default replaced an erased field";
     Ctrl(page, "portData")->SetValue("46010");
     Click(Ctrl<wxButton>(page, "refresh"));
     AnsweredMore(*sim, "askStatus", 2);
     EXPECT_EQ(Value(page, "portData"), "46010") << "a status reply leaves the typing alone";
 
-    CPackV7 ask = wxGetApp().NewPack();
-    const unsigned char one = 1;
-    ask.SetAsk(CPackV7::packAsk, CPackV7::askG4, 1, &one, 1);
-    wxGetApp().Put(ask);
+    page::Ask(CPackV7::askG4, 1);
     AnsweredMore(*sim, "askG4", 1);
     EXPECT_TRUE(Frame()->m_G4->m_StatusG4.m_Module.empty()) << "a page out of the book takes no status";
 
@@ -194,21 +184,17 @@ TEST(NetPages, WiFiResetsAnUnconfiguredModuleRefusesAShortPasswordAndShowsOddSta
                     {"--reply", Reply(9, first), "--reply", Reply(9, second)});
     CWiFi* page = Frame()->m_WiFi;
 
+    // An unconfigured module: everything off, channel 1, the network names as they are.
     EXPECT_FALSE(Ctrl<wxCheckBox>(page, "extEnable")->GetValue() || Ctrl<wxCheckBox>(page, "intEnable")->GetValue());
-    EXPECT_EQ(Value(page, "channel"), "1");
-    EXPECT_EQ(Value(page, "intName"), "VELK-1234");
     EXPECT_FALSE(Ctrl(page, "extName")->IsEnabled() || Ctrl(page, "intPassword")->IsEnabled());
-    EXPECT_EQ(wxGetApp().m_NVRAM.GetEth(0x380), 0) << "the flags byte is zeroed at once";
+    ExpectShown(page, {{"channel", "1"}, {"intName", "VELK-1234"}});
     ASSERT_TRUE(PumpUntil([&] { return Value(page, "rssi") == "-58 dB"; }));
-    EXPECT_EQ(Value(page, "connection"), "GOT_IP") << "state 5 without a name";
-    EXPECT_TRUE(Value(page, "module") == "embedded" && Value(page, "mode") == "on");
-    EXPECT_EQ(Value(page, "ipStatus"), "192.168.0.50");
-    EXPECT_EQ(Value(page, "macStatus"), "02564b0004d3");
+    ExpectShown(page, {{"connection", "GOT_IP"}, {"module", "embedded"}, {"mode", "on"},
+                       {"ipStatus", "192.168.0.50"}, {"macStatus", "02564b0004d3"}});
     Click(Ctrl<wxButton>(page, "refresh"));
     ASSERT_TRUE(PumpUntil([&] { return Value(page, "rssi") == "-56 dB"; }));
-    EXPECT_TRUE(Value(page, "connection") == "GOT_IP" && Value(page, "module") == "3");
-    wxWindow* box = Ctrl<wxTextCtrl>(page, "rssi")->GetParent();
-    EXPECT_EQ(box->GetLabel(), "Status v1.7.4");
+    ExpectShown(page, {{"connection", "GOT_IP"}, {"module", "3"}});
+    EXPECT_EQ(Ctrl<wxTextCtrl>(page, "rssi")->GetParent()->GetLabel(), "Status v1.7.4");
 
     auto* intEnable = Ctrl<wxCheckBox>(page, "intEnable");
     intEnable->SetValue(true);
@@ -224,12 +210,8 @@ TEST(NetPages, WiFiResetsAnUnconfiguredModuleRefusesAShortPasswordAndShowsOddSta
 
     Ctrl(page, "intPassword")->SetValue("lift-pass-2");
     const Bytes kept = SaveAndKeep(*sim);
-    std::set<int> expected = {0x780, 0x781};
-    for (int adr : Range(0x760, 0x780))
-        if (image[static_cast<size_t>(adr)] != kept[static_cast<size_t>(adr)]) expected.insert(adr);
-    EXPECT_EQ(Changed(image, kept), expected);
-    EXPECT_EQ(kept[0x781], 1);
-    EXPECT_EQ(kept[0x780], 0x62) << "internal on, neither specified nor static, bit 7 as the reset left it";
+    EXPECT_EQ(Changed(image, kept), With({0x780, 0x781}, image, kept, 0x760, 0x780));
+    EXPECT_TRUE(kept[0x781] == 1 && kept[0x780] == 0x62) << "internal on, neither specified nor static, bit 7 as reset";
     EXPECT_EQ(std::string(kept.begin() + 0x760, kept.begin() + 0x76B), "lift-pass-2");
 }
 
@@ -254,32 +236,28 @@ TEST(NetPages, G4ShowsTheModemsRepliesGrowsAnUnknownStateAndSavesTheApn)
     }
     auto sim = Open(image, [] { return static_cast<wxWindow*>(Frame()->m_G4); }, replies);
     CG4* page = Frame()->m_G4;
-    EXPECT_EQ(Value(page, "apn"), "internet");
     EXPECT_FALSE(Ctrl<wxCheckBox>(page, "roaming")->GetValue());
+    ExpectShown(page, {{"apn", "internet"}});
 
     ASSERT_TRUE(PumpUntil([&] { return Value(page, "signal") == "Unknown"; }));
-    EXPECT_EQ(Value(page, "module"), "Connection established 2");
-    EXPECT_EQ(Value(page, "registration"), "Registration in the home network");
-    EXPECT_TRUE(Value(page, "imei") == "350000000001234" && Value(page, "version") == "EC25EUGAR06A07M4G");
-    EXPECT_EQ(Value(page, "address"), "10.120.7.20");
+    ExpectShown(page, {{"module", "Connection established 2"}, {"registration", "Registration in the home network"},
+                       {"imei", "350000000001234"}, {"version", "EC25EUGAR06A07M4G"}, {"address", "10.120.7.20"}});
     Click(Ctrl<wxButton>(page, "refresh"));
     ASSERT_TRUE(PumpUntil([&] { return Value(page, "signal") == "-113dBm"; }));
-    EXPECT_EQ(Value(page, "module"), "Connection established 2 5") << "an unknown state keeps the text";
-    EXPECT_EQ(Value(page, "registration"), "Registration in the home network");
-    EXPECT_EQ(Value(page, "address"), "lte.example");
+    // Unknown state and registration keep their texts; the state's number is added all the same.
+    ExpectShown(page, {{"module", "Connection established 2 5"}, {"registration", "Registration in the home network"},
+                       {"address", "lte.example"}});
     Click(Ctrl<wxButton>(page, "refresh"));
     AnsweredMore(*sim, "askG4", 3);
     EXPECT_EQ(Value(page, "signal"), "-113dBm") << "byte 0 not 1: ignored";
     Click(Ctrl<wxButton>(page, "restart"));
     ASSERT_TRUE(PumpUntil([&] { return Value(page, "signal") == "-51dBm"; }));
-    EXPECT_EQ(Value(page, "module"), "Connection established 2 5 6");
-    EXPECT_EQ(Value(page, "registration"), "Registration in roaming");
+    ExpectShown(page, {{"module", "Connection established 2 5 6"}, {"registration", "Registration in roaming"}});
 
     Ctrl(page, "apn")->SetValue("m2m.example");
     const Bytes kept = SaveAndKeep(*sim);
-    const std::set<int> changed = Changed(image, kept);
-    EXPECT_FALSE(changed.empty());
-    for (int adr : changed) EXPECT_TRUE(adr >= 0x79C && adr < 0x79C + 40) << adr;
+    EXPECT_EQ(Changed(image, kept), With({}, image, kept, 0x79C, 0x79C + 40)) << "the restart wrote nothing";
+    EXPECT_FALSE(Changed(image, kept).empty());
     EXPECT_EQ(std::string(kept.begin() + 0x79C, kept.begin() + 0x79C + 12), std::string("m2m.example\0", 12));
 }
 
@@ -297,16 +275,15 @@ TEST(NetPages, MqttTakesTheDefaultPortRefusesOneOutOfRangeAndIgnoresARejectedRep
     EXPECT_TRUE(Ctrl<wxCheckBox>(page, "enable")->GetValue() && !Ctrl<wxCheckBox>(page, "ssl")->GetValue());
     EXPECT_TRUE(Ctrl<wxComboBox>(page, "qosPublish")->GetSelection() == 1 &&
                 Ctrl<wxComboBox>(page, "qosSubscribe")->GetSelection() == 0);
-    EXPECT_EQ(Value(page, "port"), "1883") << "the erased port's default";
-    EXPECT_TRUE(Value(page, "broker") == "broker.example" && Value(page, "topic") == "lifts/1234");
+    ExpectShown(page, {{"port", "1883"}, {"broker", "broker.example"}, {"topic", "lifts/1234"}});
     ASSERT_TRUE(PumpUntil([&] { return Value(page, "socket") == "SOCK_ESTABLISHED"; }));
-    const char* shown[][2] = {{"onOff", "MQTT turned on"}, {"brokerIp", "198.51.100.20"}, {"brokerPort", "1883"},
-                              {"clientPort", "49642"}, {"connection", "MQTT_ESTABLISHED"}, {"reconnects", "3"},
-                              {"queue", "2"}, {"sent", "16"}, {"received", "8"}};
-    for (auto [name, text] : shown) EXPECT_EQ(Value(page, name), text) << name;
-    Click(Ctrl<wxButton>(page, "reconnect"));
-    AnsweredMore(*sim, "askMQTT", 2);
-    for (auto [name, text] : shown) EXPECT_EQ(Value(page, name), text) << name << ": byte 0 not 1 is ignored";
+    for (int reply = 1; reply <= 2; ++reply) {   // the second, byte 0 not 1, is ignored
+        ExpectShown(page, {{"onOff", "MQTT turned on"}, {"brokerIp", "198.51.100.20"}, {"brokerPort", "1883"},
+                           {"clientPort", "49642"}, {"connection", "MQTT_ESTABLISHED"}, {"reconnects", "3"},
+                           {"queue", "2"}, {"sent", "16"}, {"received", "8"}});
+        Click(Ctrl<wxButton>(page, "reconnect"));
+        AnsweredMore(*sim, "askMQTT", reply + 1);
+    }
 
     Ctrl(page, "port")->SetValue("80");
     wxString message, caption;
@@ -315,9 +292,7 @@ TEST(NetPages, MqttTakesTheDefaultPortRefusesOneOutOfRangeAndIgnoresARejectedRep
     Ctrl(page, "port")->SetValue("1883");
     Ctrl(page, "broker")->SetValue("mqtt.example");
     const Bytes kept = SaveAndKeep(*sim);
-    std::set<int> expected = {0x516, 0x517};
-    for (int adr : Range(0x580, 0x5A0))
-        if (image[static_cast<size_t>(adr)] != kept[static_cast<size_t>(adr)]) expected.insert(adr);
-    EXPECT_EQ(Changed(image, kept), expected) << "Reconnect wrote nothing, bit 3 of the flags kept";
+    EXPECT_EQ(Changed(image, kept), With({0x516, 0x517}, image, kept, 0x580, 0x5A0))
+        << "Reconnect wrote nothing, bit 3 of the flags kept";
     EXPECT_EQ(std::string(kept.begin() + 0x580, kept.begin() + 0x58D), std::string("mqtt.example\0", 13));
 }

@@ -85,23 +85,13 @@ TEST_F(NetFields, EthernetTakesDefaultsForUnusableFieldsAndWritesWhatItHolds)
     OwnFields f;
     EXPECT_TRUE(f.Read(img));
     EXPECT_TRUE(f.m_Type == 0 && f.m_PortData == 46000 && f.m_PortVoice == 46001 && f.m_IP == 0 && f.m_DNS == 0);
-    EXPECT_TRUE(f.m_Login.empty() && f.m_Password.empty());
-
-    f.m_Type = 2;
-    f.m_PortData = 70000;   // cut to its low 16 bits, not refused
-    f.m_IP = 0x0100A8C0;    // 192.168.0.1
-    f.m_Login = L"абв";
+    f.m_Type = 2, f.m_PortData = 70000, f.m_Login = L"абв";   // a port is cut to 16 bits, not refused
     f.Write(img);
-    EXPECT_EQ(img.GetEth(0x100), 2);
-    EXPECT_TRUE(img.GetEth(0x101) == (70000 >> 8 & 0xFF) && img.GetEth(0x102) == (70000 & 0xFF));
-    EXPECT_EQ(img.GetEth(0x105), 192);
-    EXPECT_EQ(img.GetEth(0x120), 0xE0) << "CP1251";
     EXPECT_FALSE(f.Read(img)) << "nothing unusable left";
-    EXPECT_TRUE(f.m_Type == 2 && f.m_PortData == 4464 && f.m_IP == 0x0100A8C0);
+    EXPECT_TRUE(f.m_Type == 2 && f.m_PortData == 4464);
     EXPECT_EQ(f.m_Login, L"") << "a Cyrillic login is cut at its first letter";
     img.SetEth(0x100, 3);
-    EXPECT_TRUE(f.Read(img));
-    EXPECT_EQ(f.m_Type, 0);
+    EXPECT_TRUE(f.Read(img) && f.m_Type == 0) << "an unknown type reads as DHCP and is a change";
 
     const std::pair<int, const wchar_t*> states[] = {{4, L"LEASED"},       {16, L"INIT_PPP"},  {33, L"STATIC DISCONNECT"},
                                                      {138, L"ERROR 138"}, {7, L"Status 7"}, {139, L"Status 139"}};
@@ -151,17 +141,14 @@ TEST_F(NetFields, WiFiResetsAnUnconfiguredModuleKeepsForeignFlagBitsAndRefusesIn
 
 TEST_F(NetFields, WiFiStatusTextsCoverTheOddStates)
 {
+    // Version, module, MAC and RSSI are shown by the GUI test; here the states it does not reach.
     CStatusWiFi s;
-    s.m_Word6 = 0x0701, s.m_Byte8 = 4, s.m_State16 = 2, s.m_State19 = 5, s.m_Tail = 198;
-    s.m_Value[3] = 0x44332211, s.m_Word36 = 0x6655;
+    s.m_State16 = 2, s.m_State19 = 7;
     WiFiStatusText t = DecodeWiFiStatus(s);
-    EXPECT_TRUE(t.m_Version == L" v1.7.4" && t.m_Module == L"embedded" && t.m_Mode == L"off");
-    EXPECT_TRUE(t.m_Connection == L"GOT_IP" && t.m_MAC == L"112233445566" && t.m_RSSI == L"-58 dB");
-    s.m_Module = 3, s.m_State16 = 7, s.m_State19 = 7, s.m_Tail = 0;
+    EXPECT_TRUE(t.m_Mode == L"off" && t.m_Connection.empty() && t.m_RSSI.empty()) << "RSSI 0 shows nothing";
+    s.m_State16 = 7, s.m_State19 = 5, s.m_Name = "home";
     t = DecodeWiFiStatus(s);
-    EXPECT_TRUE(t.m_Module == L"3" && t.m_Mode == L"7" && t.m_Connection.empty() && t.m_RSSI.empty());
-    s.m_State19 = 5, s.m_Name = "home";
-    EXPECT_EQ(DecodeWiFiStatus(s).m_Connection, L"home");
+    EXPECT_TRUE(t.m_Mode == L"7" && t.m_Connection == L"home");
 }
 
 TEST_F(NetFields, MqttAndG4ReadAFreshImageAndKeepTheBitsThatAreNotTheirs)
