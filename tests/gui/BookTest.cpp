@@ -9,6 +9,7 @@
 #include "support/Simulator.h"
 
 #include <wx/bookctrl.h>
+#include <wx/button.h>
 #include <wx/frame.h>
 
 #include <cstdlib>
@@ -65,6 +66,7 @@ TEST_P(Book, EveryPageOpensAndIsLeftWithoutAWordOrAChangedByte)
     VelkonfApp& app = wxGetApp();
     EXPECT_EQ(std::memcmp(app.m_NVRAM.m_Data, app.m_NVRAMOld.m_Data, sizeof app.m_NVRAM.m_Data), 0)
         << "looking at pages wrote into the image";
+    EXPECT_FALSE(Frame()->m_BtnSave->IsEnabled()) << "looking at pages is no change";
 }
 
 INSTANTIATE_TEST_SUITE_P(BothLanguages, Book, testing::Values("enu", "rus"));
