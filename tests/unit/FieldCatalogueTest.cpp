@@ -99,7 +99,7 @@ TEST(FieldCatalogue, DiffNamesExactlyTheFieldsWhoseBytesDifferAndNeverAKey)
         std::set<std::string> listed;
         for (const FieldCatalogue::Change& c : FieldCatalogue::Diff(a, b)) {
             listed.insert(c.m_Field->m_Name);
-            if (c.m_Field->m_Kind == FieldKind::LinkKey) EXPECT_TRUE(c.m_Old.empty() && c.m_New == "changed");
+            if (FieldCatalogue::Hidden(*c.m_Field)) EXPECT_TRUE(c.m_Old.empty() && c.m_New == "changed");
             else EXPECT_NE(c.m_Old, c.m_New) << c.m_Field->m_Name;
         }
         EXPECT_EQ(listed, moved);
@@ -113,6 +113,13 @@ TEST(FieldCatalogue, DiffNamesExactlyTheFieldsWhoseBytesDifferAndNeverAKey)
     k.Create(L"Secret-1");
     img.Set(key->m_Adr, k.Data(), 16);
     EXPECT_EQ(FieldCatalogue::Value(*key, img), "set");
+    const FieldDef& password = *FieldCatalogue::Find("MQTT.Password");
+    EXPECT_EQ(FieldCatalogue::Value(password, img), "not set");
+    CLBNVRAM withPassword = img;
+    withPassword.Set(password.m_Adr, "s3cret", 7);
+    EXPECT_EQ(FieldCatalogue::Value(password, withPassword), "set");
+    EXPECT_EQ(FieldCatalogue::ChangeLines(img, withPassword).find(L"s3cret"), DBString::npos);
+
     CLBNVRAM keyed = img;
     keyed.m_Data[key->m_Adr + 3] ^= 1;
     keyed.m_Data[FieldCatalogue::Find("System.PingOff")->m_Adr] = 1;

@@ -332,6 +332,18 @@ void Request(UnitOutcome& out, const CPackV7& req, time_t now)
         out.replies.push_back(Refusal(req.m_Dst, req.m_Src, out.state.config.refuse));
         return;
     }
+    const auto set = out.state.config.replies.find(req.m_Ask);
+    if (set != out.state.config.replies.end() && !set->second.empty()) {
+        size_t& next = out.state.replyNext[req.m_Ask];
+        const std::vector<unsigned char>& bytes = set->second[std::min(next, set->second.size() - 1)];
+        ++next;
+        Data d(bytes.size());
+        d.Bytes(0, bytes.data(), bytes.size());
+        out.note.arg = Arg(req);
+        out.note.kind = "set answer";
+        out.replies.push_back(Reply(req, req.m_Ask, d));
+        return;
+    }
     switch (req.m_Ask) {
     case CPackV7::askInfo: Info(out, req); break;
     case CPackV7::askNVRAM: Nvram(out, req); break;

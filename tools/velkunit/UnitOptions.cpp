@@ -190,6 +190,24 @@ const std::vector<OptionDef>& Table()
          Number(&Options::maxTry, 1, 20)},
         {"retry-ms", "MS", "Milliseconds between transmissions of an answer over UDP (default 2000).",
          Number(&Options::retryMs, 100, 60000)},
+        {"reply", "ASK:HEX",
+         "Answer request kind ASK (its number, e.g. 9 for askWiFi) with these data bytes instead of the "
+         "simulated ones. Given again for the same ASK, the answers come in turn and the last one repeats.",
+         [](Options& o, const std::string& v) {
+             const size_t colon = v.find(':');
+             long ask;
+             if (colon == std::string::npos || !Int(v.substr(0, colon), 0, 127, ask)) return false;
+             const std::string hex = v.substr(colon + 1);
+             if (hex.size() % 2 != 0 || hex.size() > 2 * 1000) return false;
+             std::vector<unsigned char> data;
+             for (size_t i = 0; i < hex.size(); i += 2) {
+                 long b;
+                 if (!Int("0x" + hex.substr(i, 2), 0, 255, b)) return false;
+                 data.push_back(static_cast<unsigned char>(b));
+             }
+             o.replies.emplace_back(static_cast<int>(ask), std::move(data));
+             return true;
+         }},
         {"json", nullptr, "Log one JSON object per line instead of readable lines.", Switch(&Options::json)},
     };
     return table;
@@ -308,6 +326,7 @@ UnitConfig ConfigFrom(const Options& o, int imageIdent)
     c.counters = o.counters;
     c.countersSet = o.countersSet;
     c.refuse = o.refuse;
+    for (const auto& [ask, data] : o.replies) c.replies[ask].push_back(data);
     return c;
 }
 

@@ -48,6 +48,8 @@ struct Options {
     bool countersSet = false;
     long wrongKey = 0;          // 0: never
     int maxTry = 5;
+    // --reply: the data bytes of set answers, per request kind, in order.
+    std::vector<std::pair<int, std::vector<unsigned char>>> replies;
     int retryMs = 2000;
 };
 
