@@ -31,7 +31,7 @@ struct Library {
 
 // VELKDbLib lies inside the span of VELKLib, so it is looked up first.
 const Library kLibraries[] = {
-    {"Velkonf", 0x2710, 0x2837},
+    {"Velkonf", 0x2710, 0x2903},   // 10000..10499
     {"VELKUiLib", 0x61A8, 0x621D},
     {"VELKDbLib", 0xA410, 0xA472},
     {"VELKLib", 0xA028, 0xAB4D},
