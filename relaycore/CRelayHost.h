@@ -18,7 +18,6 @@ class CBadLog;
 class CDispLog;
 class CPackV7;
 class CPortLog;
-class CPortNVRAM;
 class CReceivNet;
 class CSendNet;
 
@@ -30,13 +29,14 @@ public:
     virtual int RelayTypConnect() const = 0;
     virtual CReceivNet& RelayReceivNet() = 0;
     virtual CSendNet& RelaySendNet() = 0;
-    virtual CPortNVRAM& RelayPortNVRAM() = 0;
     virtual BasePoolThread& RelayPool() = 0;
     // This program's identifier towards the unit, and the unit's.
     virtual CIdentV7 OwnIdent() const = 0;
     virtual CIdentV7 UnitIdent() const = 0;
     // Every packet for the unit leaves here (the serial line or UDP).
     virtual void Put(CPackV7& pack) = 0;
+    // A packet for the unit on the serial line (CPortNVRAM::Put).
+    virtual void PutSerial(CPackV7& pack) = 0;
     // Relays have stopped: the owner's thread is to call DeleteClose.
     virtual void ClrUtil() = 0;
     // A relay gave its tool up, as the unit's own link does.

@@ -5,7 +5,6 @@
 #include "base/CPortLog.h"
 #include "link/V7Net.h"
 #include "relaycore/CRelayHost.h"
-#include "unit/CPortNVRAM.h"
 #include "unit/CSendNet.h"
 
 #include <vector>
@@ -35,7 +34,7 @@ bool CSendUtilV7::Retransmission(CReceivV7*, CPackV7& pack, const in6_addr& addr
     if (typ == typConnectUSB) {
         AckAndStrip(pack);
         pack.SetID(m_Host.RelayReceivNet().m_Ident, m_Host.UnitIdent());
-        m_Host.RelayPortNVRAM().Put(pack);
+        m_Host.PutSerial(pack);
         return true;
     }
     if (pack.m_Dst.GetNode() != m_Host.UnitIdent().GetNode()) return false;

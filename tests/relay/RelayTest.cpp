@@ -1,0 +1,297 @@
+// The tools' relays against velkunit, with the stand-in tools: what each
+// carrier does with a tool's request and the unit's answers, the dispatcher
+// relay's sessions, the local-host rule, the life of the relays, and the
+// tools' command lines.
+#include "base/CDispLog.h"
+#include "base/IPv6.h"
+#include "base/StringRes.h"
+#include "disp/CMesDisp.h"
+#include "link/CIdeaKey.h"
+#include "link/V7Net.h"
+#include "relaycore/CRelayHost.h"
+#include "relaycore/CToolRelays.h"
+#include "tests/support/Simulator.h"
+#include "tests/support/TempHome.h"
+#include "tools/toolpeer/ToolPeer.h"
+#include "unit/CClientLU.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+using namespace unittest;
+
+namespace {
+
+constexpr int kIdent = 4321;
+
+// The configurator without its windows: the windowless client holds the link
+// to the unit, and a thread of its own plays the frame (the unit's packets
+// to the relays, closed relays dropped).
+class RelayClient : public CClientLU, public CRelayHost {
+public:
+    RelayClient() : m_Relays(*this) {}
+    ~RelayClient() override
+    {
+        StopFrame();
+        m_Relays.Stop();
+        Close();
+    }
+
+    int RelayTypConnect() const override { return m_TypConnect; }
+    CReceivNet& RelayReceivNet() override { return m_ReceivNet; }
+    CSendNet& RelaySendNet() override { return m_SendNet; }
+    BasePoolThread& RelayPool() override { return m_Pool; }
+    CIdentV7 OwnIdent() const override { return m_TypConnect == typConnectUSB ? CIdentV7(0, 1) : m_ReceivNet.m_Ident; }
+    CIdentV7 UnitIdent() const override { return m_TypConnect == typConnectUSB ? CIdentV7(0, 0) : m_SendNet.m_Ident; }
+    void Put(CPackV7& pack) override { CClientLU::Put(pack); }
+    void PutSerial(CPackV7& pack) override
+    {
+        m_SerialIdents.Add(pack.m_Ident);
+        m_PortNVRAM.Put(pack);
+    }
+    void ClrUtil() override { m_Clr = true; }
+    void LostLink() override { CClientLU::LostLink(); }
+    CBadLog& BadLog() override { return m_BadLog; }
+    CPortLog& PortLog() override { return m_PortLog; }
+    CDispLog& DispLog() override { return m_DispLog; }
+    bool ToTool(CPackV7& pack) override { return m_Relays.ToTool(pack); }
+
+    void StartFrame()
+    {
+        m_FrameRun = true;
+        m_Frame = std::thread([this] {
+            CPackV7 pack;
+            while (m_FrameRun) {
+                if (Next(pack, 20ms)) m_Relays.MngPack(pack);
+                if (m_Clr.exchange(false)) m_Relays.DeleteClose();
+            }
+        });
+    }
+    void StopFrame()
+    {
+        m_FrameRun = false;
+        if (m_Frame.joinable()) m_Frame.join();
+    }
+
+    CToolRelays m_Relays;
+    CDispLog m_DispLog;
+    PeerStore<int> m_SerialIdents;   // idents of what the relay put on the serial line
+    std::atomic<bool> m_Clr{false};
+
+private:
+    std::atomic<bool> m_FrameRun{false};
+    std::thread m_Frame;
+};
+
+std::string BadLogText(TempHome& home)
+{
+    std::stringstream log;
+    const std::string dir = home.Sub("VELK/logs/Velkonf/bad");
+    if (!std::filesystem::exists(dir)) return {};
+    for (const auto& f : std::filesystem::directory_iterator(dir)) log << std::ifstream(f.path()).rdbuf();
+    return log.str();
+}
+
+bool IsAnswer(const CPackV7& p, int ask) { return p.m_Class == CPackV7::classData && p.m_Ask == ask; }
+
+CPackV7 Ask(ToolPeerV7& tool, int ask)
+{
+    CPackV7 p = tool.NewPack();
+    p.SetAsk(CPackV7::packAsk, ask, CPackV7::dirAsk, nullptr, 0);
+    return p;
+}
+
+CTargetLU Target(int method, const Simulator& sim)
+{
+    CTargetLU t;
+    t.method = method;
+    t.addr = LocalHostIPv6();
+    t.ident = kIdent;
+    switch (method) {
+    case typConnectUSB: t.serial = sim.Serial(); break;
+    case typConnectIP: t.port = sim.Udp(); t.key.Create(L"relay2024k"); break;
+    case typConnectCloud: t.port = sim.Cloud(); t.key = GuestKeySys(); break;
+    default: t.port = sim.CloudKey(); t.key.Create(L"relay2024k"); break;
+    }
+    return t;
+}
+
+std::vector<std::string> SimArgs()
+{
+    return {"--udp-port", "0", "--bind", "::1", "--ident", std::to_string(kIdent), "--serial", "--cloud",
+            "--cloud-port", "0", "--cloud-key-port", "0", "--buttons-after", "0", "--key", "relay2024k"};
+}
+
+in6_addr Mapped(const char* v4) { return IP6FromStr(std::string("::ffff:") + v4); }
+
+}  // namespace
+
+// Every carrier the relays treat differently: a tool's request reaches the
+// unit and the answer comes back; USB and the cloud by buttons acknowledge
+// and strip in the relay and copy every packet of the unit to every tool;
+// IP and the cloud by key carry the tool's packet as it stands, and the unit
+// answers each tool by name.
+TEST(RelayV7, EachCarrierTakesToolsRequestsToTheUnitAndTheAnswersBack)
+{
+    const bool language = g_StringENU;
+    g_StringENU = true;
+    for (int method : {typConnectUSB, typConnectIP, typConnectCloud, typConnectCloudKey}) {
+        SCOPED_TRACE("method " + std::to_string(method));
+        TempHome home;
+        Simulator sim(SimArgs());
+        ASSERT_TRUE(sim.Started());
+        RelayClient client;
+        client.m_BadLog.Open("C", "log");
+        client.Open(Target(method, sim));
+        client.m_Relays.Start();
+        client.StartFrame();
+        const CToolParams params = client.m_Relays.Params(false);
+        CKeySys key;
+        key.Set(DBString(params.key).c_str());
+        EXPECT_EQ(params.node, method == typConnectUSB ? 0 : kIdent);
+
+        ToolPeerV7 a(client.m_Pool), b(client.m_Pool);
+        a.Open(Mapped("127.0.0.1"), params.portV7, params.node, key);
+        b.Open(LocalHostIPv6(), params.portV7, params.node, key);
+        CPackV7 info = Ask(a, CPackV7::askInfo);
+        CPackV7 status = Ask(b, CPackV7::askStatus);
+        if (method == typConnectUSB) info.SetIdent(5);
+        ASSERT_TRUE(method == typConnectUSB ? a.SendRaw(info) : a.Request(info));
+        ASSERT_TRUE(b.Request(status));
+        auto info1 = [](const CPackV7& p) { return IsAnswer(p, CPackV7::askInfo); };
+        auto status1 = [](const CPackV7& p) { return IsAnswer(p, CPackV7::askStatus); };
+        ASSERT_TRUE(a.m_Got.Wait(info1, 1, 20s));
+        ASSERT_TRUE(b.m_Got.Wait(status1, 1, 20s));
+        EXPECT_EQ(client.m_Relays.m_ListSendUtilV7.Size(), 2u);
+        // Both relays exist now; what the unit says next goes to both, or
+        // to the asking tool only.
+        const bool copied = method == typConnectUSB || method == typConnectCloud;
+        CPackV7 system = Ask(a, CPackV7::askSystem);
+        ASSERT_TRUE(a.Request(system));
+        auto system1 = [](const CPackV7& p) { return IsAnswer(p, CPackV7::askSystem); };
+        ASSERT_TRUE(a.m_Got.Wait(system1, 1, 20s));
+        if (copied) {
+            EXPECT_TRUE(b.m_Got.Wait(system1, 1, 10s)) << "every tool sees every packet";
+        } else {
+            std::this_thread::sleep_for(300ms);
+            EXPECT_EQ(b.m_Got.Count(system1), 0u) << "the unit answers each tool by name";
+        }
+        if (method == typConnectUSB) {
+            std::this_thread::sleep_for(300ms);
+            EXPECT_EQ(a.m_Repls.Count([](int r) { return r == 5; }), 1u) << "one acknowledgement by the relay";
+            EXPECT_EQ(client.m_SerialIdents.All().front(), 0) << "the unit gets it unsequenced";
+        }
+        if (method == typConnectIP) {
+            CPackV7 stray = a.NewPack();
+            stray.SetID(a.Ident(), CIdentV7(kIdent + 7, 0));
+            stray.SetAsk(CPackV7::packAsk, CPackV7::askInfo, CPackV7::dirAsk, nullptr, 0);
+            a.SendRaw(stray);
+            DBString line;
+            line.Format(L"Not known recipient: %ls -> %ls from IP %ls", a.Ident().GetString().c_str(),
+                        CIdentV7(kIdent + 7, 0).GetString().c_str(),
+                        IPv6PortToStrW(Mapped("127.0.0.1"), a.GetPort()).c_str());
+            EXPECT_TRUE(WaitUntil([&] { return BadLogText(home).find(line.ToStr()) != std::string::npos; }, 10s))
+                << line.ToStr() << "\n"
+                << BadLogText(home);
+        }
+        if (method == typConnectCloud) {
+            // A tool's close ends its own relay only: the other tool and the
+            // configurator's link go on.
+            a.Close();
+            EXPECT_TRUE(WaitUntil([&] { return client.m_Relays.m_ListSendUtilV7.Size() == 1; }, 10s));
+            CPackV7 again = Ask(b, CPackV7::askWiFi);
+            ASSERT_TRUE(b.Request(again));
+            EXPECT_TRUE(b.m_Got.Wait([](const CPackV7& p) { return IsAnswer(p, CPackV7::askWiFi); }, 1, 20s));
+            EXPECT_FALSE(client.IsLost());
+        }
+        client.StopFrame();
+        client.m_Relays.Stop();
+        client.m_BadLog.Close();
+    }
+    g_StringENU = language;
+}
+
+// The dispatcher relay: a tool's message reaches the unit and every Msg goes
+// to every tool; a first datagram that fails its check or holds a CloseLink
+// opens no session; a tool's CloseLink ends its session only.
+TEST(RelayDisp, MessagesGoBothWaysAndOnlyAValidOpeningMakesASession)
+{
+    TempHome home;
+    Simulator sim(SimArgs());
+    ASSERT_TRUE(sim.Started());
+    RelayClient client;
+    client.m_BadLog.Open("C", "log");
+    client.Open(Target(typConnectIP, sim));
+    client.m_Relays.Start();
+    client.StartFrame();
+    const int port = client.m_Relays.m_ReceivUtil.Port();
+    ASSERT_GT(port, 0);
+
+    // Strangers' first datagrams, from a plain socket.
+    const int fd = socket(AF_INET6, SOCK_DGRAM, 0);
+    sockaddr_in6 to{};
+    to.sin6_family = AF_INET6;
+    to.sin6_addr = LocalHostIPv6();
+    to.sin6_port = htons(static_cast<uint16_t>(port));
+    CIdeaCtx ctx;
+    ctx.Key(CSendDisp::DefaultKey().Data());
+    unsigned char buf[CPackDisp::BufSize];
+    CMesDisp close;
+    close.Create_CloseLink();
+    CPackDisp closing(close);
+    int n = closing.Encoding(buf, sizeof buf, &ctx);
+    sendto(fd, buf, static_cast<size_t>(n), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
+    CMesDisp msg;
+    const std::vector<unsigned char> image = MesImage(3, 1, 10, {1, 2, 3});
+    msg.Create_SendMsg(1, 0, static_cast<int>(image.size()), image.data());
+    CPackDisp broken(msg);
+    n = broken.Encoding(buf, sizeof buf, &ctx);
+    buf[n / 2] ^= 0x55;
+    sendto(fd, buf, static_cast<size_t>(n), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
+    ::close(fd);
+
+    ToolPeerDisp a(client.m_Pool), b(client.m_Pool);
+    a.Open(port);
+    b.Open(port);
+    a.SendMsg(image);
+    b.SendMsg(MesImage(5, 1, 10, {4}));
+    // The unit returns each message with origin and destination swapped:
+    // its destination (bytes 2, 3 of the message) is then the sender's station.
+    auto backTo = [](int station) {
+        return [station](const std::vector<unsigned char>& m) {
+            return m.size() > 5 && m[4] == ((station >> 2) & 0x3F) && m[5] == ((station & 3) << 4);
+        };
+    };
+    ASSERT_TRUE(a.m_Msgs.Wait(backTo(3), 1, 20s));
+    ASSERT_TRUE(b.m_Msgs.Wait(backTo(5), 1, 20s));
+    // Both sessions open: now every Msg reaches both.
+    a.SendMsg(MesImage(6, 1, 10, {1}));
+    b.SendMsg(MesImage(7, 1, 10, {2}));
+    for (ToolPeerDisp* t : {&a, &b}) {
+        EXPECT_TRUE(t->m_Msgs.Wait(backTo(6), 1, 20s)) << "each tool gets every Msg";
+        EXPECT_TRUE(t->m_Msgs.Wait(backTo(7), 1, 20s));
+    }
+    EXPECT_EQ(client.m_Relays.m_ListSendUtil.Size(), 2u) << "the two tools, and no stranger";
+    a.Close();
+    EXPECT_TRUE(WaitUntil([&] { return client.m_Relays.m_ListSendUtil.Size() == 1; }, 10s));
+    b.SendMsg(MesImage(5, 1, 10, {6}));
+    EXPECT_TRUE(b.m_Msgs.Wait(backTo(5), 2, 20s)) << "the other session goes on";
+    client.StopFrame();
+    client.m_Relays.Stop();
+    client.m_BadLog.Close();
+    const std::string log = BadLogText(home);
+    size_t connects = 0;
+    for (size_t at = log.find("Util connect Port="); at != std::string::npos; at = log.find("Util connect Port=", at + 1))
+        ++connects;
+    EXPECT_EQ(connects, 2u) << log;
+    EXPECT_NE(log.find("Util disconnect Port=" + std::to_string(a.LocalPort())), std::string::npos) << log;
+}
