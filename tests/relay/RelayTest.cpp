@@ -295,3 +295,218 @@ TEST(RelayDisp, MessagesGoBothWaysAndOnlyAValidOpeningMakesASession)
     EXPECT_EQ(connects, 2u) << log;
     EXPECT_NE(log.find("Util disconnect Port=" + std::to_string(a.LocalPort())), std::string::npos) << log;
 }
+
+namespace {
+
+// The receivers with their per-datagram entry opened, to feed a datagram
+// "from" any address.
+struct OpenReceivV7 : CReceivUtilV7 {
+    using CReceivUtilV7::CReceivUtilV7;
+    using CReceivUtilV7::Receive;
+};
+struct OpenReceivDisp : CReceivUtil {
+    using CReceivUtil::CReceivUtil;
+    using CReceivUtil::Dispatch;
+};
+
+int Coded(CPackV7 pack, const CKeySys& key, unsigned char* out)
+{
+    return pack.ChanCod(out, CPackV7::kBufSize, key.Data());
+}
+
+int CodedDisp(const CMesDisp& mes, unsigned char* out)
+{
+    CIdeaCtx ctx;
+    ctx.Key(CSendDisp::DefaultKey().Data());
+    CPackDisp pack(mes);
+    return pack.Encoding(out, CPackDisp::BufSize, &ctx);
+}
+
+sockaddr_in6 From(const in6_addr& addr, int port)
+{
+    sockaddr_in6 from{};
+    from.sin6_family = AF_INET6;
+    from.sin6_addr = addr;
+    from.sin6_port = htons(static_cast<uint16_t>(port));
+    return from;
+}
+
+}  // namespace
+
+// Only the local host is served; a relay that has closed is deleted while
+// its tool keeps sending, without ever being freed under the receiver (the
+// sanitizer build runs this); a disconnect stops both relays and a new
+// connection starts them again on ports of their own.
+TEST(RelayLife, LocalHostOnlyClosedRelaysFreedSafelyStopAndStartAgain)
+{
+    const bool language = g_StringENU;
+    g_StringENU = true;
+    TempHome home;
+    Simulator sim(SimArgs());
+    ASSERT_TRUE(sim.Started());
+    RelayClient client;
+    client.m_BadLog.Open("C", "log");
+    client.Open(Target(typConnectCloud, sim));
+
+    // The address rule, on datagrams that would otherwise open a relay.
+    EXPECT_TRUE(IsLocalHost(LocalHostIPv6()));
+    EXPECT_TRUE(IsLocalHost(Mapped("127.0.0.2")));
+    EXPECT_FALSE(IsLocalHost(Mapped("192.0.2.7")));
+    EXPECT_FALSE(IsLocalHost(IP6FromStr("2001:db8::7")));
+    {
+        CListSendUtilV7 list;
+        OpenReceivV7 receiv(client, list);
+        receiv.m_Key = GuestKeySys();
+        CIdentV7 tool;
+        tool.SetUnique();
+        CPackV7 pack(tool, CIdentV7(kIdent, 0));
+        pack.SetAsk(CPackV7::packAsk, CPackV7::askInfo, CPackV7::dirAsk, nullptr, 0);
+        unsigned char buf[CPackV7::kBufSize];
+        const int n = Coded(pack, receiv.m_Key, buf);
+        receiv.Receive(buf, n, Mapped("192.0.2.7"), 40000);
+        EXPECT_EQ(list.Size(), 0u);
+        receiv.Receive(buf, n, Mapped("127.0.0.2"), 40000);
+        EXPECT_EQ(list.Size(), 1u) << "any loopback address is this machine";
+
+        CListSendUtil sessions;
+        OpenReceivDisp listener(client, sessions);
+        CMesDisp msg;
+        const std::vector<unsigned char> image = MesImage(3, 1, 10, {1});
+        msg.Create_SendMsg(1, 0, static_cast<int>(image.size()), image.data());
+        unsigned char dbuf[CPackDisp::BufSize];
+        const int dn = CodedDisp(msg, dbuf);
+        listener.Dispatch(From(IP6FromStr("2001:db8::7"), 40001), dbuf, dn);
+        EXPECT_EQ(sessions.Size(), 0u);
+        // Relays send through their receiver: they go first.
+        list.Clear();
+        sessions.Clear();
+    }
+    client.m_BadLog.Close();
+    const std::string log = BadLogText(home);
+    EXPECT_NE(log.find("UtilV7: datagram from " + IPv6PortToStrW(Mapped("192.0.2.7"), 40000).ToStr() +
+                       " refused, the relay serves the local host only"),
+              std::string::npos)
+        << log;
+    EXPECT_NE(log.find("Util: datagram from " + IPv6PortToStrW(IP6FromStr("2001:db8::7"), 40001).ToStr() + " refused"),
+              std::string::npos)
+        << log;
+
+    client.m_Relays.Start();
+    client.StartFrame();
+    CToolParams params = client.m_Relays.Params(true);
+    CKeySys key;
+    key.Set(DBString(params.key).c_str());
+    // A V7 tool that closes (on the cloud by buttons its relay ends) and
+    // talks again at once, over and over, while the frame deletes closed
+    // relays; and a dispatcher tool doing the same with its session.
+    {
+        ToolPeerV7 v7(client.m_Pool);
+        v7.Open(LocalHostIPv6(), params.portV7, params.node, key);
+        const int fd = socket(AF_INET6, SOCK_DGRAM, 0);
+        const sockaddr_in6 to = From(LocalHostIPv6(), params.portDisp);
+        CMesDisp close, msg;
+        close.Create_CloseLink();
+        const std::vector<unsigned char> image = MesImage(3, 1, 10, {1});
+        msg.Create_SendMsg(1, 0, static_cast<int>(image.size()), image.data());
+        unsigned char closing[CPackDisp::BufSize], talking[CPackDisp::BufSize];
+        const int cn = CodedDisp(close, closing), tn = CodedDisp(msg, talking);
+        for (int i = 0; i < 60; ++i) {
+            CPackV7 bye = v7.NewPack();
+            bye.SetLink(CPackV7::packLinkClose, nullptr, 0);
+            v7.SendRaw(bye);
+            CPackV7 hello = Ask(v7, CPackV7::askStatistic);
+            v7.SendRaw(hello);
+            sendto(fd, talking, static_cast<size_t>(tn), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+            sendto(fd, closing, static_cast<size_t>(cn), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+            std::this_thread::sleep_for(2ms);
+        }
+        ::close(fd);
+        EXPECT_TRUE(WaitUntil([&] { return client.m_Relays.m_ListSendUtil.Size() == 0; }, 10s));
+        EXPECT_TRUE(WaitUntil([&] { return client.m_Relays.m_ListSendUtilV7.Size() == 1; }, 10s))
+            << "the last hello made a new relay";
+    }
+
+    // Disconnect: both relays stop, and nothing reaches a tool any more.
+    ToolPeerV7 late(client.m_Pool);
+    late.Open(LocalHostIPv6(), params.portV7, params.node, key);
+    CPackV7 ask = Ask(late, CPackV7::askInfo);
+    late.Request(ask);
+    ASSERT_TRUE(late.m_Got.Wait([](const CPackV7& p) { return IsAnswer(p, CPackV7::askInfo); }, 1, 20s));
+    client.m_Relays.Stop();
+    EXPECT_FALSE(client.m_Relays.IsRun());
+    EXPECT_EQ(client.m_Relays.m_ListSendUtilV7.Size() + client.m_Relays.m_ListSendUtil.Size(), 0u);
+    CPackV7 unheard = Ask(late, CPackV7::askStatus);
+    late.Request(unheard);
+    EXPECT_FALSE(late.m_Got.Wait([](const CPackV7& p) { return IsAnswer(p, CPackV7::askStatus); }, 1, 1s));
+
+    // A new connection: new listeners, and a tool pointed at them is served.
+    client.m_Relays.Start();
+    params = client.m_Relays.Params(true);
+    EXPECT_TRUE(client.m_Relays.IsRun());
+    ToolPeerV7 next(client.m_Pool);
+    next.Open(LocalHostIPv6(), params.portV7, params.node, key);
+    CPackV7 again = Ask(next, CPackV7::askStatus);
+    next.Request(again);
+    EXPECT_TRUE(next.m_Got.Wait([](const CPackV7& p) { return IsAnswer(p, CPackV7::askStatus); }, 1, 20s));
+    ToolPeerDisp disp(client.m_Pool);
+    disp.Open(params.portDisp);
+    disp.SendMsg(MesImage(9, 1, 10, {1}));
+    EXPECT_TRUE(disp.m_Msgs.Wait([](const std::vector<unsigned char>&) { return true; }, 1, 20s));
+    g_StringENU = language;
+}
+
+// The six tools' command lines, in both languages, as a program found on the
+// search path receives them; a tool that is not there is reported.
+TEST(ToolLaunch, SixCommandLinesInBothLanguagesAndAMissingToolIsReported)
+{
+    const bool language = g_StringENU;
+    g_StringENU = true;
+    TempHome home;
+    const std::string bin = home.Sub("bin"), rec = home.Sub("rec");
+    std::filesystem::create_directories(bin);
+    std::filesystem::create_directories(rec);
+    const std::vector<std::string> names = {"VTool", "DeftTool", "VNVRAM", "VSvt", "VBattery", "VDisp"};
+    for (const std::string& name : names) {
+        const std::string path = bin + "/" + name;
+        std::ofstream(path) << "#!/bin/sh\nIFS=' '\necho \"${0##*/} $*\" > " << rec << "/" << name << ".tmp && mv " << rec
+                            << "/" << name << ".tmp " << rec << "/" << name << "\n";
+        chmod(path.c_str(), 0755);
+    }
+    const char* oldPath = std::getenv("PATH");
+    const std::string savedPath = oldPath ? oldPath : "";
+    setenv("PATH", (bin + ":/bin:/usr/bin").c_str(), 1);
+
+    CBadLog log;
+    log.Open("C", "log");
+    CToolParams p;
+    p.portV7 = 40123;
+    p.node = 4321;
+    p.key = "00112233445566778899AABBCCDDEEFF";
+    p.portDisp = 40456;
+    const std::string v7 = " -h40123 -g4321 -k00112233445566778899AABBCCDDEEFF";
+    for (bool enu : {false, true}) {
+        p.enu = enu;
+        const std::string e = enu ? " enu" : "";
+        const std::vector<std::string> expected = {
+            "VTool" + e + " -e127.0.0.1" + v7, "DeftTool -i1" + e + " -v40456", "VNVRAM" + e + " -e127.0.0.1" + v7,
+            "VSvt" + e + " -e127.0.0.1" + v7,  "VBattery" + e + " -e::1" + v7,  "VDisp" + e + " -e::1" + v7};
+        for (size_t i = 0; i < names.size(); ++i) {
+            const std::string file = rec + "/" + names[i];
+            std::filesystem::remove(file);
+            DBString report;
+            ASSERT_TRUE(LaunchTool(ToolArgs(kToolMenuIds[i], p), log, report)) << report.ToStr();
+            ASSERT_TRUE(WaitUntil([&] { return std::filesystem::exists(file); }, 10s)) << names[i];
+            std::string line;
+            std::getline(std::ifstream(file), line);
+            EXPECT_EQ(line, expected[i]);
+        }
+    }
+    std::filesystem::remove(bin + "/VSvt");
+    DBString report;
+    EXPECT_FALSE(LaunchTool(ToolArgs(10266, p), log, report));
+    EXPECT_EQ(report.ToStr(), "The program VSvt could not be started: No such file or directory");
+    setenv("PATH", savedPath.c_str(), 1);
+    log.Close();
+    EXPECT_NE(BadLogText(home).find("The program VSvt could not be started"), std::string::npos);
+    g_StringENU = language;
+}
