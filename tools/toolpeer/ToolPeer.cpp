@@ -103,15 +103,16 @@ ToolPeerDisp::ToolPeerDisp(BasePoolThread& pool) : CReceivDisp(&pool, false), m_
 
 ToolPeerDisp::~ToolPeerDisp()
 {
-    m_Session.reset();
+    // The receiver's thread reaches the session: it ends first.
     Stop();
+    m_Session.reset();
 }
 
 void ToolPeerDisp::Open(int port)
 {
+    m_Session = std::make_unique<Session>(*this, m_Pool, port);
     SetBind(LocalHostIPv6(), 0);
     Start();
-    m_Session = std::make_unique<Session>(*this, m_Pool, port);
     m_Session->Start();
 }
 
