@@ -3,6 +3,7 @@
 #include "app/CConnect.h"
 #include "app/VelkonfApp.h"
 #include "app/VelkonfEvents.h"
+#include "base/StringRes.h"
 #include "catalogue/CDev.h"
 #include "pages/CDescriptor.h"
 #include "pages/CDirect.h"

@@ -1,6 +1,7 @@
 // A sibling tool's request through the V7 relay to velkunit and back, over
 // the loopback on the IP method, beside the configurator's own request on
 // the same link: what the relay adds to a tool's round trip.
+#include "base/IPv6.h"
 #include "relay/RelayClient.h"
 #include "support/Simulator.h"
 
