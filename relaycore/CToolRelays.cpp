@@ -1,5 +1,7 @@
 #include "relaycore/CToolRelays.h"
 
+#include "base/CBadLog.h"
+#include "base/ErrorXML.h"
 #include "link/CMes.h"
 #include "link/CPackMes.h"
 #include "link/V7Net.h"
@@ -15,7 +17,12 @@ CToolRelays::~CToolRelays() { Stop(); }
 void CToolRelays::Start()
 {
     m_ReceivUtil.Start();
-    m_ReceivUtilV7.Start();
+    try {
+        m_ReceivUtilV7.Start();
+    } catch (const ErrorXML& e) {
+        // The unit's link goes on without the tools.
+        m_Host.BadLog().PutErr(e.GetText().c_str(), e.GetCode());
+    }
 }
 
 void CToolRelays::Stop()

@@ -45,8 +45,14 @@ bool LaunchTool(const std::vector<std::string>& args, CBadLog& log, DBString& re
     std::vector<char*> argv;
     for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
+    // The tool gets the standard streams only: none of our sockets, serial
+    // line or logs may stay open in a program that can outlive us.
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
     pid_t pid = 0;
-    const int rc = posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ);
+    const int rc = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
     if (rc != 0) {
         report.Format(_S_(10421).c_str(), DBString(args[0].c_str()).c_str(), DBString(std::strerror(rc)).c_str());
         log.Put(report.c_str(), false);
