@@ -364,8 +364,17 @@ TEST(RelayLife, LocalHostOnlyClosedRelaysFreedSafelyStopAndStartAgain)
         }
         ::close(fd);
         EXPECT_TRUE(WaitUntil([&] { return client.m_Relays.m_ListSendUtil.Size() == 0; }, 10s));
-        EXPECT_TRUE(WaitUntil([&] { return client.m_Relays.m_ListSendUtilV7.Size() == 1; }, 10s))
-            << "the last hello made a new relay";
+        CPackV7 bye = v7.NewPack();
+        bye.SetLink(CPackV7::packLinkClose, nullptr, 0);
+        v7.SendRaw(bye);
+        EXPECT_TRUE(WaitUntil([&] { return client.m_Relays.m_ListSendUtilV7.Size() == 0; }, 10s));
+        auto statistic = [](const CPackV7& p) { return IsAnswer(p, CPackV7::askStatistic); };
+        const size_t before = v7.m_Got.Count(statistic);
+        CPackV7 hello = Ask(v7, CPackV7::askStatistic);
+        v7.Request(hello);
+        EXPECT_TRUE(v7.m_Got.Wait(statistic, before + 1, 20s))
+            << "a closed tool that talks again gets a new relay";
+        EXPECT_EQ(client.m_Relays.m_ListSendUtilV7.Size(), 1u);
     }
 
     // Disconnect: both relays stop, and nothing reaches a tool any more.
