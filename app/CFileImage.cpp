@@ -9,6 +9,7 @@
 
 #include <wx/bookctrl.h>
 #include <wx/button.h>
+#include <wx/config.h>
 #include <wx/filedlg.h>
 #include <wx/menu.h>
 #include <wx/msgdlg.h>
@@ -102,7 +103,12 @@ void CFileImage::Load(VelkonfFrame& frame, const wxString& path)
         return;
 
     CLBNVRAM merged = app.m_NVRAM;
-    if (ImageFile::Merge(file, merged) == 0) {
+    wxConfigBase* cfg = wxConfigBase::Get();
+    cfg->SetPath("/Param");
+    ImageMergeRules rules;
+    rules.m_Ident = cfg->ReadLong("ChgMacAddr", 0) != 0;
+    rules.m_Descriptor = cfg->ReadLong("UserDescriptor", 0) != 0;
+    if (ImageFile::Merge(file, merged, rules) == 0) {
         wxMessageBox(_W_(43007), "Velkonf", wxOK | wxICON_INFORMATION);
         return;
     }

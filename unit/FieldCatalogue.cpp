@@ -8,6 +8,7 @@
 #include "unit/NetFields.h"
 #include "unit/SystemFields.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -129,6 +130,11 @@ std::string FieldCatalogue::Value(const FieldDef& f, const CLBNVRAM& image)
 {
     const unsigned char* p = image.m_Data + f.m_Adr;
     char buf[64];
+    // A number never written reads as what it is, not as 255 or 65535.
+    const bool numeric = f.m_Kind == FieldKind::Byte || f.m_Kind == FieldKind::PortBE || f.m_Kind == FieldKind::IPv4 ||
+                         f.m_Kind == FieldKind::Ident || f.m_Kind == FieldKind::MAC;
+    if (numeric && !f.m_Mask && std::all_of(p, p + f.m_Len, [](unsigned char b) { return b == 0xFF; }))
+        return "erased";
     switch (f.m_Kind) {
     case FieldKind::Byte: {
         int v = f.m_Mask ? (p[0] & f.m_Mask) >> Shift(f.m_Mask) : p[0];

@@ -63,7 +63,8 @@ public:
     // A key or a password: its value reads "set" or "not set", a change "changed".
     static bool Hidden(const FieldDef& field);
 
-    // The field as a person reads it (UTF-8); a link key as "set" or "not set".
+    // The field as a person reads it (UTF-8); a link key or a password as
+    // "set" or "not set"; a number whose bytes are all 0xFF as "erased".
     static std::string Value(const FieldDef& field, const CLBNVRAM& image);
     // The fields whose bytes (or bits) differ between two images, in catalogue order.
     static std::vector<Change> Diff(const CLBNVRAM& before, const CLBNVRAM& after);

@@ -3,7 +3,6 @@
 #include "base/md5.h"
 #include "unit/CUnitLB.h"
 #include "unit/FieldCatalogue.h"
-#include "unit/SystemFields.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -197,17 +196,21 @@ ImageFileHead HeadOf(const CUnitLB& unit, int32_t ident, const std::string& prog
     return h;
 }
 
-int ImageFile::Merge(const CLBNVRAM& file, CLBNVRAM& into)
+int ImageFile::Merge(const CLBNVRAM& file, CLBNVRAM& into, ImageMergeRules rules)
 {
-    auto isMAC = [](int adr) {
-        return (adr >= SystemFields::kMACAdr && adr < SystemFields::kMACAdr + 6) ||
-               (adr >= SystemFields::kMACFallbackAdr && adr < SystemFields::kMACFallbackAdr + 6);
-    };
     int changed = 0;
-    for (int adr = 0; adr < CLBNVRAM::kSize; ++adr) {
-        if (!file.IsKnovByte(adr) || !into.IsKnovByte(adr) || isMAC(adr)) continue;
-        if (into.m_Data[adr] != file.m_Data[adr]) ++changed;
-        into.m_Data[adr] = file.m_Data[adr];
+    for (const FieldDef& f : FieldCatalogue::All()) {
+        const std::string_view name = f.m_Name;
+        if (f.m_Kind == FieldKind::MAC || (name == "System.Ident" && !rules.m_Ident) ||
+            (name.starts_with("Descriptors.") && !rules.m_Descriptor))
+            continue;
+        const unsigned char mask = f.m_Mask ? f.m_Mask : 0xFF;
+        for (int adr = f.m_Adr; adr < f.m_Adr + f.m_Len; ++adr) {
+            if (!file.IsKnovByte(adr) || !into.IsKnovByte(adr)) continue;
+            const unsigned char b = static_cast<unsigned char>((into.m_Data[adr] & ~mask) | (file.m_Data[adr] & mask));
+            if (b != into.m_Data[adr]) ++changed;
+            into.m_Data[adr] = b;
+        }
     }
     return changed;
 }

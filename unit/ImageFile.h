@@ -36,6 +36,14 @@ enum class ImageFileFault {
 // Name and value of one readable field line.
 using ImageFileFields = std::vector<std::pair<std::string, std::string>>;
 
+// What a restore may take besides the fields every page writes: the
+// identifier and the description only when their service settings let the
+// pages edit them.
+struct ImageMergeRules {
+    bool m_Ident = false;
+    bool m_Descriptor = false;
+};
+
 class ImageFile {
 public:
     static constexpr int kFormat = 1;
@@ -44,10 +52,10 @@ public:
     static std::string Text(const ImageFileHead& head, const CLBNVRAM& image, const ImageFileFields& fields);
     // On anything but none, `head` and `image` are left as they were.
     static ImageFileFault Parse(const char* data, size_t len, ImageFileHead& head, CLBNVRAM& image);
-    // A restore into a unit's working image: every byte that the file knows
-    // and the unit holds, but never the unit's MAC address. The count of
-    // bytes that changed.
-    static int Merge(const CLBNVRAM& file, CLBNVRAM& into);
+    // A restore into a unit's working image: the bytes of the named fields
+    // that the file knows and the unit holds; never a MAC address, never a
+    // byte that no page writes. The count of bytes that changed.
+    static int Merge(const CLBNVRAM& file, CLBNVRAM& into, ImageMergeRules rules = {});
 };
 
 // The automatic backup of every image completely read: one folder per unit

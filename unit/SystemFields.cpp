@@ -27,12 +27,12 @@ const unsigned short NameTimeSource[kTimeSources] = {10245, 10246, 10247, 10248}
 namespace {
 
 constexpr int kIdent = 0x01;
-constexpr int kMAC = SystemFields::kMACAdr - CLBNVRAM::kEthBase;
+constexpr int kMAC = 0x05;
 constexpr int kKey = 0x0B;
 constexpr int kPing = 0x1C;
 constexpr int kZone = 0x1D;
 constexpr int kIdentFallback = 0x36;
-constexpr int kMACFallback = SystemFields::kMACFallbackAdr - CLBNVRAM::kEthBase;
+constexpr int kMACFallback = 0x3A;
 constexpr int kNTP = 0x160;
 constexpr int kNTPWidth = 32;
 

@@ -38,11 +38,6 @@ public:
     static constexpr unsigned short kIdMACLength = 10031;
     static constexpr unsigned short kIdMACSymbol = 10032;
 
-    // The unit's own MAC and its fallback, absolute in the image: never
-    // taken from another image.
-    static constexpr int kMACAdr = 0x400 + 0x05;
-    static constexpr int kMACFallbackAdr = 0x400 + 0x3A;
-
     // The outcome of Write.
     struct Result {
         unsigned short m_Refused = 0;   // text id of the refusal; 0: all written

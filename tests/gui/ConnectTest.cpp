@@ -8,6 +8,7 @@
 #include "base/IPv6.h"
 #include "base/StringRes.h"
 #include "link/CKeySys.h"
+#include "pages/COwn.h"
 #include "pages/CSystem.h"
 #include "pages/WxText.h"
 #include "support/Simulator.h"
@@ -340,7 +341,7 @@ TEST(ConnectByIp, SystemPageShowsTheUnitsImageAndSavesANewKeyAndZone)
     EXPECT_EQ(std::memcmp(kept.data() + 0x405, mac, 6), 0) << "the MAC is not written while editing is off";
 }
 
-TEST(SaveCheck, TheUnitIsReadAgainAfterItsRestartAndAWriteItLostIsNamed)
+TEST(SaveCheck, TheQuestionListsEachPagesChangesAndTheCheckNamesTheBlockTheUnitLost)
 {
     // No time service, so that no time zone is needed; a key of its own.
     const std::vector<std::string> unit = {"--udp-port", "0", "--ident", std::to_string(kIdent), "--features",
@@ -355,23 +356,33 @@ TEST(SaveCheck, TheUnitIsReadAgainAfterItsRestartAndAWriteItLostIsNamed)
     };
     ASSERT_TRUE(gui::StartApp({"enu"}));
     wxConfigBase::Get()->Write("/Param/SaveCheckDelay", 300);
-    auto saveWithPingOff = [&] {
+    // Ping off on the System page (block 0x400), a data port on the Ethernet page (block 0x500).
+    auto save = [&] {
         ASSERT_TRUE(PumpUntil(Connected)) << State();
         static_cast<wxCheckBox*>(wxWindow::FindWindowByName("ping", Frame()->m_System))->SetValue(true);
-        wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::AnswerSave(wxID_YES, true));
+        wxBookCtrlBase* book = Frame()->GetBookCtrl();
+        book->SetSelection(static_cast<size_t>(book->FindPage(Frame()->m_Own)));
+        static_cast<wxTextCtrl*>(wxWindow::FindWindowByName("portData", Frame()->m_Own))->SetValue("46010");
+        wxString question;
+        wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::AnswerSave(wxID_YES, true, &question));
+        EXPECT_TRUE(question.StartsWith("Ping disabled: 0 -> 1\n" + _W_(10035) + ": ")) << question;
+        EXPECT_TRUE(question.Contains(" -> 46010\nBlocks to write: 0x400 0x500\n")) << question;
         EXPECT_TRUE(said(_W_(43010))) << State();
     };
     Press(typConnectIP, sim.Udp(), "secret12");
-    saveWithPingOff();
+    save();
     EXPECT_TRUE(PumpUntil([&] { return said(_W_(43011)); }, 30000)) << State();
     EXPECT_EQ(sim.CountLines("askInfo"), 2) << "connected again by the same method";
     EXPECT_TRUE(Connected());
 
     std::vector<std::string> losing = unit;
-    losing.push_back("--forget-writes");
+    losing.insert(losing.end(), {"--forget-write", "0x400"});
     Simulator forgetful(losing);
     Click(Page()->m_BtnConnect);
     Press(typConnectIP, forgetful.Udp(), "secret12");
-    saveWithPingOff();
-    EXPECT_TRUE(PumpUntil([&] { return said(_W_(43012) + " Ping disabled: 1 -> 0"); }, 30000)) << State();
+    save();
+    EXPECT_TRUE(PumpUntil([&] { return said(_W_(43012)); }, 30000)) << State();
+    wxString state = State();
+    state.Replace("\n", " ");
+    EXPECT_TRUE(state.EndsWith(" Ping disabled: 1 -> 0 ")) << "the data port was kept: " << state;
 }

@@ -8,6 +8,7 @@
 #include "app/VelkonfApp.h"
 #include "app/VelkonfFrame.h"
 #include "link/V7Net.h"
+#include "app/CConnect.h"
 #include "pages/WxText.h"
 #include "support/Simulator.h"
 #include "unit/FieldCatalogue.h"
@@ -91,4 +92,51 @@ TEST(FileImage, ToFileWritesTheWorkingImageAndFromFileBringsOnlyWhatTheUserAgree
     wxTEST_DIALOG(CFileImage::Load(*Frame(), changed), gui::ExpectBox(message, caption, wxNO));
     EXPECT_EQ(message, wxString::Format(_W_(43002), 12, 14));
     EXPECT_TRUE(SameData(app.m_NVRAM, loaded));
+}
+
+TEST(FileImage, AnotherUnitRestoredFromAFileHoldsItsFieldsButKeepsItsOwnMACIdentifierAndOtherBytes)
+{
+    const std::vector<std::string> common = {"--udp-port", "0", "--ident", std::to_string(kIdent), "--key",
+                                             "secret12", "--features", "0x01,0x21", "--restart-delay", "0.2"};
+    unittest::Simulator first(common);
+    ASSERT_TRUE(gui::StartApp({"enu"}));
+    Press(typConnectIP, first.Udp(), "secret12");
+    ASSERT_TRUE(PumpUntil(Connected)) << State();
+    const std::string saved = Home("first.velk");
+    CFileImage::Save(saved);
+    const std::string text = Slurp(saved);
+    ImageFileHead head;
+    CLBNVRAM a;
+    ASSERT_EQ(ImageFile::Parse(text.data(), text.size(), head, a), ImageFileFault::none);
+    Click(ConnectPage()->m_BtnConnect);
+
+    // The second unit: other values on several pages, its own MAC and
+    // identifier in the image, and a byte that no page writes.
+    std::vector<unsigned char> b(a.m_Data, a.m_Data + CLBNVRAM::kSize);
+    for (const char* name : {"System.NTP", "System.PingOff", "System.MAC", "System.Ident", "Ethernet.DataPort",
+                             "Parameters.repeats", "Links.1.ident", "MQTT.Broker"}) {
+        ASSERT_NE(FieldCatalogue::Find(name), nullptr) << name;
+        const FieldDef& f = *FieldCatalogue::Find(name);
+        b[f.m_Adr] = static_cast<unsigned char>(b[f.m_Adr] ^ (f.m_Kind == FieldKind::Text ? 0x20 : 0x03));
+    }
+    b[0x7F0] ^= 0x11;
+    std::vector<std::string> args = common;
+    args.insert(args.end(), {"--image", WriteImage(b), "--state", StatePath()});
+    unittest::Simulator second(args);
+    Press(typConnectIP, second.Udp(), "secret12");
+    ASSERT_TRUE(PumpUntil(Connected)) << State();
+    wxTEST_DIALOG(CFileImage::Load(*Frame(), saved), wxExpectModal<wxMessageDialog>(wxYES));
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::AnswerSave());
+    ASSERT_TRUE(second.WaitLine("askRestart"));
+    std::vector<unsigned char> kept;
+    ASSERT_TRUE(PumpUntil([&] { return (kept = KeptImage(StatePath())).size() == 2048u && kept != b; }));
+
+    std::vector<bool> fromFile(CLBNVRAM::kSize, false);
+    for (const FieldDef& f : FieldCatalogue::All()) {
+        const std::string name = f.m_Name;
+        const bool own = f.m_Kind == FieldKind::MAC || name == "System.Ident" || name.starts_with("Descriptors.");
+        for (int i = 0; i < f.m_Len; ++i) fromFile[f.m_Adr + i] = !own && a.IsKnovByte(f.m_Adr + i);
+    }
+    for (int adr = 0x400; adr < CLBNVRAM::kSize; ++adr)
+        EXPECT_EQ(kept[adr], fromFile[adr] ? a.m_Data[adr] : b[adr]) << std::hex << adr;
 }

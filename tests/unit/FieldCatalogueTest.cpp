@@ -124,7 +124,7 @@ TEST(FieldCatalogue, DiffNamesExactlyTheFieldsWhoseBytesDifferAndNeverAKey)
     keyed.m_Data[key->m_Adr + 3] ^= 1;
     keyed.m_Data[FieldCatalogue::Find("System.PingOff")->m_Adr] = 1;
     g_StringENU = true;
-    EXPECT_EQ(FieldCatalogue::ChangeText(img, keyed, {0x400}), DBString(L"Key: changed\nPing disabled: 255 -> 1\nBlocks to write: 0x400"));
+    EXPECT_EQ(FieldCatalogue::ChangeText(img, keyed, {0x400}), DBString(L"Key: changed\nPing disabled: erased -> 1\nBlocks to write: 0x400"));
     EXPECT_EQ(FieldCatalogue::ChangeText(img, img, {}), _S_(43000));
 
     const FieldDef& ntp = *FieldCatalogue::Find("System.NTP");

@@ -118,7 +118,7 @@ void Nvram(UnitOutcome& out, const CPackV7& req)
     d.U8(2, len);
     d.U8(3, status);
     if (status == 0 && write) {
-        if (!s.config.forgetWrites) {
+        if (adr != s.config.forgetWrite) {
             std::copy_n(req.m_Buf + 18, len, s.image.begin() + adr);
             out.written = true;
         }

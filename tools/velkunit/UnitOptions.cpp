@@ -182,8 +182,8 @@ const std::vector<OptionDef>& Table()
          }},
         {"nvram-status", "N", "Answer every askNVRAM with this non-zero status and no data; write nothing.",
          Number(&Options::nvramStatus, 1, 255)},
-        {"forget-writes", nullptr, "Acknowledge every write as done and keep none of it.",
-         Switch(&Options::forgetWrites)},
+        {"forget-write", "ADDR", "Acknowledge a write of the block at ADDR (e.g. 0x400) as done and keep none of it.",
+         Number(&Options::forgetWrite, 0, 2047)},
         {"wrong-key", "N", "Before the answer to the N-th request, send a copy coded under a wrong key (UDP).",
          Number(&Options::wrongKey, 1, 1000000000)},
         {"max-try", "N", "Transmissions of an answer over UDP before it is given up (default 5).",
@@ -322,7 +322,7 @@ UnitConfig ConfigFrom(const Options& o, int imageIdent)
         c.features = {0, 0};
     }
     c.nvramStatus = o.nvramStatus;
-    c.forgetWrites = o.forgetWrites;
+    c.forgetWrite = o.forgetWrite;
     c.counters = o.counters;
     c.countersSet = o.countersSet;
     c.refuse = o.refuse;

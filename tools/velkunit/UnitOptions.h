@@ -43,7 +43,7 @@ struct Options {
     int baud = 0;               // 0: the serial line is not paced
     long silentAfter = 0;       // 0: never
     int nvramStatus = 0;
-    bool forgetWrites = false;
+    int forgetWrite = -1;       // -1: none
     std::array<uint32_t, 10> counters{};   // askStatistic, as sent
     bool countersSet = false;
     long wrongKey = 0;          // 0: never

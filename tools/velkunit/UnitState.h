@@ -34,7 +34,7 @@ struct UnitConfig {
     std::array<unsigned char, 2> features{0x03, 0x21};   // bytes 15 and 16 of askInfo
     // Faults and refusals asked for on the command line.
     int nvramStatus = 0;   // non-zero: every askNVRAM reply carries it, and nothing is written
-    bool forgetWrites = false;   // writes are acknowledged as done and not kept
+    int forgetWrite = -1;  // the write of the block at this address is acknowledged as done and not kept
     std::array<uint32_t, 10> counters{};   // askStatistic as sent, when countersSet
     bool countersSet = false;              // else the live Ethernet data counts
     int refuse = 0;        // non-zero: every request is refused with this reason (1 busy, 7 bad identifier)
