@@ -1,6 +1,6 @@
 // Start-up and shutdown of the application: options, language, settings,
 // the main frame's buttons, and the ways out.
-#include "GuiTest.h"
+#include "Drive.h"
 
 #include "app/CConnect.h"
 #include "app/VelkonfApp.h"
@@ -27,7 +27,8 @@
 
 namespace {
 
-VelkonfFrame* Frame() { return wxGetApp().m_Frame.load(); }
+using gui::CloseAndExit;
+using gui::Frame;
 
 wxString Label(int id) { return static_cast<wxButton*>(Frame()->FindWindow(id))->GetLabel(); }
 
@@ -36,21 +37,7 @@ void WriteSettings(const std::string& text)
     std::ofstream(std::string(std::getenv("HOME")) + "/.Velkonf") << text;
 }
 
-void ClickClose()
-{
-    wxWindow* button = Frame()->FindWindow(wxID_CLOSE);
-    wxCommandEvent click(wxEVT_BUTTON, wxID_CLOSE);
-    click.SetEventObject(button);
-    button->GetEventHandler()->ProcessEvent(click);
-}
-
-// Closes the frame by `how`, lets the loop end, and runs the exit handler.
-void CloseAndExit(std::function<void()> how)
-{
-    ASSERT_TRUE(gui::RunLoopUntilExit(how)) << "the main loop did not end";
-    EXPECT_EQ(Frame(), nullptr);
-    EXPECT_EQ(wxTheApp->OnExit(), 0);
-}
+void ClickClose() { gui::Click(Frame()->FindWindow(wxID_CLOSE)); }
 
 }  // namespace
 

@@ -29,14 +29,6 @@ namespace {
 using namespace gui;
 using Bytes = std::vector<unsigned char>;
 
-template <class T = wxTextCtrl>
-T* Ctrl(wxWindow* page, const char* name)
-{
-    auto* w = dynamic_cast<T*>(wxWindow::FindWindowByName(name, page));
-    EXPECT_NE(w, nullptr) << name;
-    return w;
-}
-
 wxString Value(wxWindow* page, const char* name) { return Ctrl(page, name)->GetValue(); }
 
 // Each named control shows its text.
@@ -91,24 +83,6 @@ bool Leave()
     return changing.IsAllowed();
 }
 
-// Saves, answering the question, and returns the image velkunit keeps.
-Bytes SaveAndKeep(unittest::Simulator& sim)
-{
-    wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::AnswerSave());
-    EXPECT_TRUE(sim.WaitLine("askRestart"));
-    Bytes kept;
-    EXPECT_TRUE(PumpUntil([&] { return !(kept = KeptImage(StatePath())).empty(); }));
-    return kept;
-}
-
-std::set<int> Changed(const Bytes& a, const Bytes& b)
-{
-    std::set<int> d;
-    for (size_t i = 0; i < a.size() && i < b.size(); ++i)
-        if (a[i] != b[i]) d.insert(static_cast<int>(i));
-    return d;
-}
-
 // `fixed`, and those bytes of [from, to) that differ.
 std::set<int> With(std::set<int> fixed, const Bytes& a, const Bytes& b, int from, int to)
 {
@@ -160,7 +134,7 @@ TEST(NetPages, EthernetShowsImageAndPppoeStatusTakesDefaultsAndSavesOnlyItsBytes
     EXPECT_TRUE(Frame()->m_G4->m_StatusG4.m_Module.empty()) << "a page out of the book takes no status";
 
     const Bytes kept = SaveAndKeep(*sim);
-    EXPECT_EQ(Changed(image, kept), (std::set<int>{0x502, 0x503, 0x504}));
+    EXPECT_EQ(Changed(image, kept.data()), (std::set<int>{0x502, 0x503, 0x504}));
     page->Clear();
     EXPECT_TRUE(Value(page, "cable").empty() && Value(page, "ipStatus") == "0.0.0.0" && !page->m_StatusEth.m_Seen);
 }
@@ -200,7 +174,7 @@ TEST(NetPages, WiFiResetsAnUnconfiguredModuleRefusesAShortPasswordAndShowsItsSta
 
     Ctrl(page, "intPassword")->SetValue("lift-pass-2");
     const Bytes kept = SaveAndKeep(*sim);
-    EXPECT_EQ(Changed(image, kept), With({0x780, 0x781}, image, kept, 0x760, 0x780));
+    EXPECT_EQ(Changed(image, kept.data()), With({0x780, 0x781}, image, kept, 0x760, 0x780));
     EXPECT_TRUE(kept[0x781] == 1 && kept[0x780] == 0x62) << "internal on, neither specified nor static, bit 7 as reset";
     EXPECT_EQ(std::string(kept.begin() + 0x760, kept.begin() + 0x76B), "lift-pass-2");
 }
@@ -239,8 +213,8 @@ TEST(NetPages, G4ShowsTheModemsRepliesAndSavesTheApn)
 
     Ctrl(page, "apn")->SetValue("m2m.example");
     const Bytes kept = SaveAndKeep(*sim);
-    EXPECT_EQ(Changed(image, kept), With({}, image, kept, 0x79C, 0x79C + 40)) << "the restart wrote nothing";
-    EXPECT_FALSE(Changed(image, kept).empty());
+    EXPECT_EQ(Changed(image, kept.data()), With({}, image, kept, 0x79C, 0x79C + 40)) << "the restart wrote nothing";
+    EXPECT_FALSE(Changed(image, kept.data()).empty());
     EXPECT_EQ(std::string(kept.begin() + 0x79C, kept.begin() + 0x79C + 12), std::string("m2m.example\0", 12));
 }
 
@@ -272,7 +246,7 @@ TEST(NetPages, MqttTakesTheDefaultPortRefusesOneOutOfRangeAndReconnectWritesNoth
     Ctrl(page, "port")->SetValue("1883");
     Ctrl(page, "broker")->SetValue("mqtt.example");
     const Bytes kept = SaveAndKeep(*sim);
-    EXPECT_EQ(Changed(image, kept), With({0x516, 0x517}, image, kept, 0x580, 0x5A0))
+    EXPECT_EQ(Changed(image, kept.data()), With({0x516, 0x517}, image, kept, 0x580, 0x5A0))
         << "Reconnect wrote nothing, bit 3 of the flags kept";
     EXPECT_EQ(std::string(kept.begin() + 0x580, kept.begin() + 0x58D), std::string("mqtt.example\0", 13));
 }
