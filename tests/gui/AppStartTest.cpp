@@ -163,15 +163,6 @@ TEST(AppSettings, ARunLeavesTheWindowAsItFoundItButForTheOneRunSwitches)
     EXPECT_NE(s.find("UserDescriptor=0"), std::string::npos) << s;
 }
 
-TEST(AppSettings, DefaultSizeIs800By600)
-{
-    ASSERT_TRUE(gui::StartApp({}));
-    gui::Pump();
-    EXPECT_EQ(Frame()->GetClientSize(), wxSize(800, 600));
-    CloseAndExit(ClickClose);
-    EXPECT_NE(gui::SettingsText().find("width=800"), std::string::npos);
-}
-
 TEST(AppSettings, AFileThatCannotBeWrittenIsReportedAndTheProgramStillEnds)
 {
     std::filesystem::create_directory(std::string(std::getenv("HOME")) + "/.Velkonf");
@@ -181,13 +172,17 @@ TEST(AppSettings, AFileThatCannotBeWrittenIsReportedAndTheProgramStillEnds)
     EXPECT_NE(testing::internal::GetCapturedStderr().find("could not be written"), std::string::npos);
 }
 
-TEST(AppSettings, AConnectionMethodOutsideTheFourReadsAsUsb)
+TEST(AppSettings, WithoutASizeTheWindowIs800By600AndAMethodOutsideTheFourReadsAsUsb)
 {
     WriteSettings("[Param]\nTypConnect=7\n");
     ASSERT_TRUE(gui::StartApp({}));
     EXPECT_EQ(wxGetApp().m_TypConnect, typConnectUSB);
     EXPECT_TRUE(Frame()->m_Connect->m_RadioUSB->GetValue());
     EXPECT_FALSE(Frame()->m_Connect->m_EditIP->IsEnabled());
+    gui::Pump();
+    EXPECT_EQ(Frame()->GetClientSize(), wxSize(800, 600));
+    CloseAndExit(ClickClose);
+    EXPECT_NE(gui::SettingsText().find("width=800"), std::string::npos);
 }
 
 class SignalClose : public testing::TestWithParam<int> {};
