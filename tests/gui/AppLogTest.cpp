@@ -1,6 +1,6 @@
 // The application's logs: opened at start, the Start and Stop lines, and the
 // error box that any thread may ask for.
-#include "GuiTest.h"
+#include "Drive.h"
 
 #include "app/VelkonfApp.h"
 #include "app/VelkonfFrame.h"
@@ -23,11 +23,7 @@ std::string ReadLog(const char* leaf)
     return s.str();
 }
 
-void CloseAndExit()
-{
-    ASSERT_TRUE(gui::RunLoopUntilExit([] { wxGetApp().CloseByRequest(); }));
-    wxTheApp->OnExit();
-}
+using gui::CloseAndExit;
 
 }  // namespace
 

@@ -1,6 +1,6 @@
 // Start-up and shutdown of the application: options, language, settings,
 // the main frame's buttons, and the ways out.
-#include "GuiTest.h"
+#include "Drive.h"
 
 #include "app/CConnect.h"
 #include "app/VelkonfApp.h"
@@ -27,7 +27,8 @@
 
 namespace {
 
-VelkonfFrame* Frame() { return wxGetApp().m_Frame.load(); }
+using gui::CloseAndExit;
+using gui::Frame;
 
 wxString Label(int id) { return static_cast<wxButton*>(Frame()->FindWindow(id))->GetLabel(); }
 
@@ -36,21 +37,7 @@ void WriteSettings(const std::string& text)
     std::ofstream(std::string(std::getenv("HOME")) + "/.Velkonf") << text;
 }
 
-void ClickClose()
-{
-    wxWindow* button = Frame()->FindWindow(wxID_CLOSE);
-    wxCommandEvent click(wxEVT_BUTTON, wxID_CLOSE);
-    click.SetEventObject(button);
-    button->GetEventHandler()->ProcessEvent(click);
-}
-
-// Closes the frame by `how`, lets the loop end, and runs the exit handler.
-void CloseAndExit(std::function<void()> how)
-{
-    ASSERT_TRUE(gui::RunLoopUntilExit(how)) << "the main loop did not end";
-    EXPECT_EQ(Frame(), nullptr);
-    EXPECT_EQ(wxTheApp->OnExit(), 0);
-}
+void ClickClose() { gui::Click(Frame()->FindWindow(wxID_CLOSE)); }
 
 }  // namespace
 
@@ -176,15 +163,6 @@ TEST(AppSettings, ARunLeavesTheWindowAsItFoundItButForTheOneRunSwitches)
     EXPECT_NE(s.find("UserDescriptor=0"), std::string::npos) << s;
 }
 
-TEST(AppSettings, DefaultSizeIs800By600)
-{
-    ASSERT_TRUE(gui::StartApp({}));
-    gui::Pump();
-    EXPECT_EQ(Frame()->GetClientSize(), wxSize(800, 600));
-    CloseAndExit(ClickClose);
-    EXPECT_NE(gui::SettingsText().find("width=800"), std::string::npos);
-}
-
 TEST(AppSettings, AFileThatCannotBeWrittenIsReportedAndTheProgramStillEnds)
 {
     std::filesystem::create_directory(std::string(std::getenv("HOME")) + "/.Velkonf");
@@ -194,13 +172,17 @@ TEST(AppSettings, AFileThatCannotBeWrittenIsReportedAndTheProgramStillEnds)
     EXPECT_NE(testing::internal::GetCapturedStderr().find("could not be written"), std::string::npos);
 }
 
-TEST(AppSettings, AConnectionMethodOutsideTheFourReadsAsUsb)
+TEST(AppSettings, WithoutASizeTheWindowIs800By600AndAMethodOutsideTheFourReadsAsUsb)
 {
     WriteSettings("[Param]\nTypConnect=7\n");
     ASSERT_TRUE(gui::StartApp({}));
     EXPECT_EQ(wxGetApp().m_TypConnect, typConnectUSB);
     EXPECT_TRUE(Frame()->m_Connect->m_RadioUSB->GetValue());
     EXPECT_FALSE(Frame()->m_Connect->m_EditIP->IsEnabled());
+    gui::Pump();
+    EXPECT_EQ(Frame()->GetClientSize(), wxSize(800, 600));
+    CloseAndExit(ClickClose);
+    EXPECT_NE(gui::SettingsText().find("width=800"), std::string::npos);
 }
 
 class SignalClose : public testing::TestWithParam<int> {};

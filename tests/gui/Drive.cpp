@@ -4,6 +4,7 @@
 #include "app/VelkonfApp.h"
 #include "app/VelkonfFrame.h"
 #include "base/IPv6.h"
+#include "support/Simulator.h"
 #include "tools/velkunit/UnitState.h"
 
 #include <wx/bookctrl.h>
@@ -36,6 +37,31 @@ void Click(wxWindow* button)
     wxCommandEvent click(wxEVT_BUTTON, button->GetId());
     click.SetEventObject(button);
     button->GetEventHandler()->ProcessEvent(click);
+}
+
+void CloseAndExit(std::function<void()> how)
+{
+    if (!how) how = [] { wxGetApp().CloseByRequest(); };
+    ASSERT_TRUE(RunLoopUntilExit(how)) << "the main loop did not end";
+    EXPECT_EQ(Frame(), nullptr);
+    EXPECT_EQ(wxTheApp->OnExit(), 0);
+}
+
+std::vector<unsigned char> SaveAndKeep(unittest::Simulator& sim)
+{
+    wxTEST_DIALOG(Click(Frame()->m_BtnSave), AnswerSave());
+    EXPECT_TRUE(sim.WaitLine("askRestart"));
+    std::vector<unsigned char> kept;
+    EXPECT_TRUE(PumpUntil([&] { return !(kept = KeptImage(StatePath())).empty(); }));
+    return kept;
+}
+
+std::set<int> Changed(const std::vector<unsigned char>& a, const unsigned char* b)
+{
+    std::set<int> at;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (a[i] != b[i]) at.insert(static_cast<int>(i));
+    return at;
 }
 
 bool Connected() { return Frame() && Frame()->GetBookCtrl()->GetPageCount() > 1; }

@@ -4,7 +4,10 @@
 // read velkunit's kept image.
 #include "GuiTest.h"
 
+#include <wx/textctrl.h>
+
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,8 +15,27 @@ class CConnect;
 class VelkonfFrame;
 class wxWindow;
 class wxString;
+namespace unittest {
+class Simulator;
+}
 
 namespace gui {
+
+// The control of type T named `name` under `parent`; a failure if there is none.
+template <class T = wxTextCtrl>
+T* Ctrl(wxWindow* parent, const char* name)
+{
+    auto* w = dynamic_cast<T*>(wxWindow::FindWindowByName(name, parent));
+    EXPECT_NE(w, nullptr) << name;
+    return w;
+}
+// Ends the run by `how` (the frame's close request if none), lets the main
+// loop end and runs the exit handler: the frame must be gone, the exit clean.
+void CloseAndExit(std::function<void()> how = {});
+// Save with its question answered; the image velkunit keeps afterwards.
+std::vector<unsigned char> SaveAndKeep(unittest::Simulator& sim);
+// The addresses at which two images differ (`b` as long as `a`).
+std::set<int> Changed(const std::vector<unsigned char>& a, const unsigned char* b);
 
 // The identifier the tests give their velkunit.
 inline constexpr int kIdent = 1234;

@@ -29,14 +29,6 @@ namespace {
 using namespace gui;
 using Bytes = std::vector<unsigned char>;
 
-template <class T = wxTextCtrl>
-T* Ctrl(wxWindow* parent, const char* name)
-{
-    auto* w = dynamic_cast<T*>(wxWindow::FindWindowByName(name, parent));
-    EXPECT_NE(w, nullptr) << name;
-    return w;
-}
-
 // Makes the page with this tab text current, as a click on the tab would.
 wxWindow* Open(const wxString& tab)
 {
@@ -49,23 +41,6 @@ wxWindow* Open(const wxString& tab)
     }
     ADD_FAILURE() << "no tab " << tab;
     return nullptr;
-}
-
-// Save with its question answered; the image velkunit keeps afterwards.
-Bytes Save(unittest::Simulator& sim)
-{
-    wxTEST_DIALOG(Click(Frame()->m_BtnSave), AnswerSave());
-    EXPECT_TRUE(sim.WaitLine("askRestart"));
-    return KeptImage(StatePath());
-}
-
-// The addresses at which two images differ.
-std::set<int> Diff(const Bytes& a, const unsigned char* b)
-{
-    std::set<int> at;
-    for (int i = 0; i < static_cast<int>(a.size()); ++i)
-        if (a[i] != b[i]) at.insert(i);
-    return at;
 }
 
 // Acts in the dialog of one link record, which the test hook shows nowhere.
@@ -192,7 +167,7 @@ TEST(LinkPages, LinksPageListsTheRecordsAndTheLiveLinksAndSavesInsertUpdateAndDe
     EXPECT_EQ(question, "Delete link (identifier \"202 ) ?");
     EXPECT_EQ(list->GetItemCount(), 2);
 
-    const Bytes kept = Save(sim);
+    const Bytes kept = SaveAndKeep(sim);
     ASSERT_EQ(kept.size(), 2048u);
     const int r0 = 0x600, r1 = 0x620, r2 = 0x640;
     auto at = [&kept](int from, int len) { return Bytes(kept.begin() + from, kept.begin() + from + len); };
@@ -209,7 +184,7 @@ TEST(LinkPages, LinksPageListsTheRecordsAndTheLiveLinksAndSavesInsertUpdateAndDe
     EXPECT_EQ(at(r2 + 6, 8), (Bytes{0xBB, 0x80, 0xBB, 0x81, 10, 0, 0, 3}));
     EXPECT_EQ(at(0x200, 0x60), Bytes(0x60, 0)) << "three empty names: the unit has domains";
     // The records' own fields, the deleted record and the names; nothing else.
-    for (int a : Diff(kept, old.m_Data)) {
+    for (int a : Changed(kept, old.m_Data)) {
         const int off = (a - 0x600) % 32;
         const bool own = a >= r0 && a < r2 + 32 && (off < 14 || (off >= 18 && off < 22) || (a >= r1 && a < r2));
         EXPECT_TRUE(own || (a >= 0x200 && a < 0x260)) << "byte 0x" << std::hex << a;
@@ -277,13 +252,13 @@ TEST(LinkPages, TimingStatisticsSdTestVoiceAndADescriptorWrittenOnlyWithTheSetti
     Click(Ctrl<wxButton>(timing, "default"));
     Ctrl(timing, "linkAck")->SetValue("15");
 
-    const Bytes kept = Save(sim);
+    const Bytes kept = SaveAndKeep(sim);
     ASSERT_EQ(kept.size(), 2048u);
     EXPECT_EQ(Bytes(kept.begin() + 0x480, kept.begin() + 0x489), (Bytes{7, 50, 20, 1, 18, 6, 20, 80, 10}));
     Bytes want(96, 0);
     const unsigned char cp[] = {0xCF, 0xEE, 0xE4, 0xFA, 0xE5, 0xE7, 0xE4, 0x20, 0x35};   // "Подъезд 5"
     std::copy(std::begin(cp), std::end(cp), want.begin());
     EXPECT_EQ(Bytes(kept.begin() + 0x180, kept.begin() + 0x1E0), want);
-    for (int a : Diff(kept, old.m_Data))
+    for (int a : Changed(kept, old.m_Data))
         EXPECT_TRUE((a >= 0x180 && a < 0x1E0) || (a >= 0x480 && a <= 0x488)) << "byte 0x" << std::hex << a;
 }

@@ -1,6 +1,6 @@
 // The System page on the real frame: what it shows of an image, what it
 // writes back, and the refusal that keeps the user on the page.
-#include "GuiTest.h"
+#include "Drive.h"
 
 #include "app/VelkonfApp.h"
 #include "app/VelkonfFrame.h"
@@ -20,15 +20,8 @@
 
 namespace {
 
+using namespace gui;
 using Bytes = std::vector<unsigned char>;
-
-template <class T = wxTextCtrl>
-T* Ctrl(wxWindow* page, const char* name)
-{
-    auto* w = dynamic_cast<T*>(wxWindow::FindWindowByName(name, page));
-    EXPECT_NE(w, nullptr) << name;
-    return w;
-}
 
 Bytes Eth(int adr, int len)
 {
@@ -52,12 +45,6 @@ CSystem* OpenPage(int chgMacAddr)
     page->Init();
     page->SetActive();
     return page;
-}
-
-void CloseAndExit()
-{
-    ASSERT_TRUE(gui::RunLoopUntilExit([] { wxGetApp().CloseByRequest(); }));
-    wxTheApp->OnExit();
 }
 
 }  // namespace

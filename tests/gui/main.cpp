@@ -1,81 +1,41 @@
 // Main of the GUI tests: a real VelkonfApp under Xvfb.
 //
-// A wx application starts and stops once per process, so each test case runs
-// in a process of its own: CTest starts one per case; a plain run that
-// selects several re-runs this program once per case.
+// A wx application starts and stops once per process, so each run takes one
+// test case: CTest starts one process per case; by hand, pick one with
+// --gtest_filter.
 #include "GuiTest.h"
 
 #include "app/VelkonfApp.h"
 #include "support/TempHome.h"
 
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <wx/evtloop.h>
 #include <wx/timer.h>
 
-#include <algorithm>
 #include <chrono>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <sstream>
 #include <vector>
-
-extern char** environ;
 
 wxIMPLEMENT_APP_NO_MAIN(VelkonfApp);
 
 namespace {
 
-// The cases this run selects, as GoogleTest's own filter selects them: the
-// program lists them for itself (names as "Suite.Case").
-std::vector<std::string> SelectedTests()
-{
-    char self[4096];
-    const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
-    if (n <= 0) return {};
-    self[n] = 0;
-    const std::string command = std::string("'") + self + "' --gtest_list_tests '--gtest_filter=" +
-                                GTEST_FLAG_GET(filter) + "'";
-    std::vector<std::string> names;
-    std::unique_ptr<FILE, int (*)(FILE*)> list(popen(command.c_str(), "r"), &pclose);
-    std::string suite;
-    char line[1024];
-    while (list && std::fgets(line, sizeof line, list.get())) {
-        std::string text(line);
-        text = text.substr(0, std::min(text.find("  #"), text.find('\n')));
-        if (text.rfind("  ", 0) == 0) {
-            if (text.find("DISABLED_") == std::string::npos) names.push_back(suite + text.substr(2));
-        } else {
-            suite = text;
-        }
+// Refuses a run of several cases before the first starts.
+class OneCasePerRun : public testing::EmptyTestEventListener {
+    void OnTestIterationStart(const testing::UnitTest& unit, int) override
+    {
+        if (unit.test_to_run_count() <= 1) return;
+        std::fprintf(stderr, "%d GUI tests selected: run them through ctest, or one with --gtest_filter\n",
+                     unit.test_to_run_count());
+        std::fflush(stderr);
+        _exit(2);
     }
-    return names;
-}
-
-// Runs each selected test in a child process; returns the exit code.
-int RunEachInItsOwnProcess(const char* self, const std::vector<std::string>& names)
-{
-    int failed = 0;
-    for (const auto& name : names) {
-        std::string filter = "--gtest_filter=" + name;
-        char* argv[] = {const_cast<char*>(self), filter.data(), nullptr};
-        pid_t pid = 0;
-        if (posix_spawn(&pid, "/proc/self/exe", nullptr, nullptr, argv, environ) != 0) return 2;
-        int status = 0;
-        waitpid(pid, &status, 0);
-        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-            ++failed;
-            std::printf("[  FAILED  ] %s (in its own process)\n", name.c_str());
-        }
-    }
-    std::printf("%zu GUI test processes, %d failed\n", names.size(), failed);
-    return failed ? 1 : 0;
-}
+};
 
 }  // namespace
 
@@ -138,9 +98,7 @@ int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
     if (GTEST_FLAG_GET(list_tests)) return RUN_ALL_TESTS();
-
-    auto selected = SelectedTests();
-    if (selected.size() > 1) return RunEachInItsOwnProcess(argv[0], selected);
+    testing::UnitTest::GetInstance()->listeners().Append(new OneCasePerRun);
 
     // The run's own environment: a private HOME, a known locale.
     TempHome home;

@@ -141,14 +141,16 @@ TEST_F(NetFields, WiFiResetsAnUnconfiguredModuleKeepsForeignFlagBitsAndRefusesIn
 
 TEST_F(NetFields, WiFiStatusTextsCoverTheOddStates)
 {
-    // Version, module, MAC and RSSI are shown by the GUI test; here the states it does not reach.
+    // Version, MAC and the embedded module are shown by the GUI test; here the states it does not reach.
     CStatusWiFi s;
     s.m_State16 = 2, s.m_State19 = 7;
     WiFiStatusText t = DecodeWiFiStatus(s);
     EXPECT_TRUE(t.m_Mode == L"off" && t.m_Connection.empty() && t.m_RSSI.empty()) << "RSSI 0 shows nothing";
-    s.m_State16 = 7, s.m_State19 = 5, s.m_Name = "home";
+    s.m_State16 = 7, s.m_State19 = 5, s.m_Name = "home", s.m_Module = 3, s.m_Tail = 200;
     t = DecodeWiFiStatus(s);
-    EXPECT_TRUE(t.m_Mode == L"7" && t.m_Connection == L"home");
+    EXPECT_TRUE(t.m_Mode == L"7" && t.m_Connection == L"home" && t.m_Module == L"3" && t.m_RSSI == L"-56 dB");
+    s.m_Name.clear();   // a name of bad length is dropped: the state shows instead
+    EXPECT_EQ(DecodeWiFiStatus(s).m_Connection, L"GOT_IP");
 }
 
 TEST_F(NetFields, MqttAndG4ReadAFreshImageAndKeepTheBitsThatAreNotTheirs)

@@ -115,6 +115,7 @@ TEST_F(Status, MqttAndG4IgnoreARepliesWithoutTheirMarkAndKeepTextsForUnknownCode
     g[0] = 1;
     g[2] = 9;
     g[3] = 5;
+    g[65] = 5;
     g[67] = 31;
     g[109] = 10, g[112] = 7;
     CStatusG4 f;
@@ -122,9 +123,12 @@ TEST_F(Status, MqttAndG4IgnoreARepliesWithoutTheirMarkAndKeepTextsForUnknownCode
     EXPECT_EQ(f.m_Module, DBString(L"Connection established 5"));
     EXPECT_EQ(f.m_Signal, DBString(L"-51dBm"));
     EXPECT_EQ(f.m_Address, "10.0.0.7");
+    EXPECT_EQ(f.m_Registration, DBString(L"Registration in roaming"));
     g[2] = 7;   // unknown: the text grows
+    g[65] = 9;  // unknown: the text stays
     f.Decode(Reply(CPackV7::askG4, g));
     EXPECT_EQ(f.m_Module, DBString(L"Connection established 5 5"));
+    EXPECT_EQ(f.m_Registration, DBString(L"Registration in roaming"));
     g[0] = 0;
     f.Decode(Reply(CPackV7::askG4, g));
     EXPECT_EQ(f.m_Module, DBString(L"Connection established 5 5"));
