@@ -6,6 +6,7 @@
 #include "link/V7Net.h"
 #include "tests/support/Simulator.h"
 #include "tests/support/TempHome.h"
+#include "tests/support/WaitUntil.h"
 #include "tools/velkunit/UnitFile.h"
 #include "unit/CClientLU.h"
 #include "unit/CUnitLB.h"
@@ -104,7 +105,8 @@ TEST(Velkunit, ReadSequenceOverUdpReturnsTheWholeImageAndSigtermStopsCleanly)
     ASSERT_TRUE(client.Read(unit, 30s, why)) << why;
     ExpectWholeImage(unit, image);
     EXPECT_EQ(unit.m_TypLB, 14);
-    EXPECT_TRUE(sim.WaitLine("{\"time\":")) << "one JSON object per request";
+    // Its lines reach the test after the replies; wait for all eleven reads.
+    EXPECT_TRUE(WaitUntil([&] { return sim.CountLines("\"ask\":\"askNVRAM\"") >= 11; })) << "one JSON object per request";
     EXPECT_EQ(sim.CountLines("\"ask\":\"askNVRAM\""), 11);
     EXPECT_EQ(sim.Stop(), 0);
 }
