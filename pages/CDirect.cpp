@@ -12,15 +12,23 @@
 #include <wx/sizer.h>
 #include <wx/stattext.h>
 
+#include <algorithm>
+
 namespace {
 
 constexpr long kListStyle = wxLC_REPORT | wxLC_SINGLE_SEL | wxLC_HRULES | wxLC_VRULES;
 constexpr int kMenuInsert = 10001, kMenuUpdate = 10002, kMenuDelete = 10003;
 
+// Each column at its width, or wider where its header would be cut (the
+// Russian headers are longer than the widths were drawn for).
 void Columns(wxListCtrl* list, std::initializer_list<std::pair<unsigned short, int>> columns)
 {
     int n = 0;
-    for (auto [text, width] : columns) list->InsertColumn(n++, _W_(text), wxLIST_FORMAT_LEFT, list->FromDIP(width));
+    for (auto [text, width] : columns) {
+        const wxString header = _W_(text);
+        const int fit = list->GetTextExtent(header).GetWidth() + list->FromDIP(16);
+        list->InsertColumn(n++, header, wxLIST_FORMAT_LEFT, std::max(list->FromDIP(width), fit));
+    }
 }
 
 }  // namespace
