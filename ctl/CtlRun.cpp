@@ -407,9 +407,6 @@ int RunCtl(const CtlOptions& o, std::FILE* out, std::FILE* err)
             if (a.rfind("unit:", 0) == 0) {
                 CtlTarget t;
                 if (!ParseTargetLine(a.substr(5), t, why)) return Refuse(err, a + ": " + why);
-                CtlOptions readOnly = o;
-                readOnly.command = CtlCommand::none;
-                Worker w(readOnly, p);
                 CClientLU client;
                 CUnitLB unit;
                 try {
