@@ -3,12 +3,21 @@
 # (`make package`). The package's dependencies come from dpkg-shlibdeps.
 include(GNUInstallDirs)
 
+# Manual pages go in compressed, as Debian keeps them.
+set(man_pages)
 foreach(program velkonf velkctl velkunit)
   if(TARGET ${program})
     install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-    install(FILES man/${program}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    set(page ${CMAKE_BINARY_DIR}/man/${program}.1.gz)
+    add_custom_command(OUTPUT ${page}
+      COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/man
+      COMMAND gzip -9nc ${CMAKE_SOURCE_DIR}/man/${program}.1 > ${page}
+      DEPENDS ${CMAKE_SOURCE_DIR}/man/${program}.1 VERBATIM)
+    list(APPEND man_pages ${page})
+    install(FILES ${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   endif()
 endforeach()
+add_custom_target(man_pages ALL DEPENDS ${man_pages})
 if(TARGET velkonf)
   install(FILES dist/velkonf.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
   install(FILES dist/velkonf.png DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/32x32/apps)
