@@ -286,7 +286,7 @@ void CConnect::Start()
     m_BtnConnect->SetLabel(_W_(10011));
     app.ClearUnit();
     if (frame) {
-        frame->m_Own->Clear();
+        if (frame->m_Own) frame->m_Own->Clear();
         frame->Connect();
     }
 }
@@ -297,7 +297,7 @@ void CConnect::Tail()
     VelkonfFrame* frame = app.m_Frame.load();
     app.m_NVRAM.Clear();
     if (frame) {
-        frame->m_Own->Clear();
+        if (frame->m_Own) frame->m_Own->Clear();
         frame->Disconnect();
         frame->RemoveParam();   // reads the unit's kind: before it is cleared
     }

@@ -444,6 +444,7 @@ void VelkonfFrame::MngAsk(CPackV7& pack)
     case CPackV7::askStatus: MngStatus(pack); break;
     case CPackV7::askDirect: MngDirect(pack); break;
     case CPackV7::askStatistic:
+        if (!m_Statistic) break;
         m_Statistic->m_Counters.Decode(pack);
         m_Statistic->TransferDataToWindow();
         break;
@@ -451,15 +452,21 @@ void VelkonfFrame::MngAsk(CPackV7& pack)
         m_System->m_StatusSys.Decode(pack);
         m_System->DecodeStatus();
         break;
+    // A page out of the book (another kind of unit, or the link has ended)
+    // takes no status: a late reply must not fill it for the next unit.
     case CPackV7::askWiFi:
+        if (!InBook(m_WiFi)) break;
         m_WiFi->m_StatusWiFi.Decode(pack);
+        m_WiFi->DecodeStatus();
         m_WiFi->DataToPanel();
         break;
     case CPackV7::askMQTT:
+        if (!InBook(m_MQTT)) break;
         m_MQTT->m_StatusMQTT.Decode(pack);
         m_MQTT->DataToPanel();
         break;
     case CPackV7::askG4:
+        if (!InBook(m_G4)) break;
         m_G4->m_StatusG4.Decode(pack);
         m_G4->DataToPanel();
         break;
@@ -481,12 +488,16 @@ void VelkonfFrame::MngInfo(CPackV7& pack)
     SetTitle(title);
 }
 
+bool VelkonfFrame::InBook(PropertySheetPanel* page) const { return page && FindPage(page) != wxNOT_FOUND; }
+
 void VelkonfFrame::MngStatus(const CPackV7& pack)
 {
+    if (!m_Own) return;
     CStatusEth& status = m_Own->m_StatusEth;
     const bool first = !status.m_Seen;
     status.Decode(pack);
     status.m_Seen = true;
+    if (m_Voice) m_Voice->TakeStatus(status);
     if (first) {
         m_Connect->CountReply(wxGetApp());
         CheckComplete();
@@ -499,7 +510,7 @@ void VelkonfFrame::MngDirect(CPackV7& pack)
 {
     CDirectOne one;
     CDirectOne::Effect effect;
-    if (!one.Decode(pack, effect)) return;
+    if (!m_Direct || !one.Decode(pack, effect)) return;
     if (effect.store) m_Direct->m_StatusDirect[one.m_Num] = one;
     if (effect.askRest) {
         VelkonfApp& app = wxGetApp();
@@ -510,13 +521,16 @@ void VelkonfFrame::MngDirect(CPackV7& pack)
             app.Put(ask);
         }
     }
-    if (effect.last) m_Direct->DataToPanel();
+    if (effect.last) {
+        m_Direct->DataToPanel();
+        if (m_Voice) m_Voice->TakeLinks(m_Direct->m_StatusDirect);
+    }
 }
 
 void VelkonfFrame::CheckComplete()
 {
     VelkonfApp& app = wxGetApp();
-    if (!app.IsComplete() || !m_Own->m_StatusEth.m_Seen || GetBookCtrl()->GetPageCount() != 1) return;
+    if (!app.IsComplete() || !m_Own || !m_Own->m_StatusEth.m_Seen || GetBookCtrl()->GetPageCount() != 1) return;
     app.m_NVRAMOld = app.m_NVRAM;
     std::string why;
     // A backup that cannot be written is no reason to stop the connection.

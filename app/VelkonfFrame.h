@@ -110,6 +110,8 @@ private:
     void OnPageChanging(wxBookCtrlEvent& event);
     void OnPageChanged(wxBookCtrlEvent& event);
     int FindPage(wxWindow* page) const;
+    // The page exists and is in the book now.
+    bool InBook(PropertySheetPanel* page) const;
     void SetTabText(wxWindow* page, const wxString& text);
 
     wxDECLARE_EVENT_TABLE();

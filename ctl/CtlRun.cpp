@@ -349,6 +349,22 @@ int RunMany(const CtlOptions& o, const Prepared& p, const std::vector<CtlTarget>
     return status;
 }
 
+const char* KindName(FieldKind kind)
+{
+    switch (kind) {
+    case FieldKind::Byte: return "byte";
+    case FieldKind::PortBE: return "port";
+    case FieldKind::IPv4: return "ipv4";
+    case FieldKind::Ident: return "ident";
+    case FieldKind::MAC: return "mac";
+    case FieldKind::Text: return "text";
+    case FieldKind::LinkKey: return "key";
+    case FieldKind::Secret: return "secret";
+    case FieldKind::Hex: return "hex";
+    }
+    return "?";
+}
+
 int Refuse(std::FILE* err, const std::string& why)
 {
     std::fprintf(err, "velkctl: %s\n", OneLine(why).c_str());
@@ -368,9 +384,8 @@ int RunCtl(const CtlOptions& o, std::FILE* out, std::FILE* err)
         return ctlOk;
     }
     if (o.command == CtlCommand::fields) {
-        static const char* kKinds[] = {"byte", "port", "ipv4", "ident", "mac", "text", "key", "hex"};
         for (const FieldDef& f : FieldCatalogue::All())
-            std::fprintf(out, "%-24s %-6s %s\n", f.m_Name, kKinds[static_cast<int>(f.m_Kind)], _S_(f.m_Label).ToStr().c_str());
+            std::fprintf(out, "%-24s %-6s %s\n", f.m_Name, KindName(f.m_Kind), _S_(f.m_Label).ToStr().c_str());
         return ctlOk;
     }
 

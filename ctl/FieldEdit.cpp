@@ -3,6 +3,9 @@
 #include "base/StringRes.h"
 #include "link/CIdentV7.h"
 #include "link/CKeySys.h"
+#include "unit/FieldMap.h"
+#include "unit/LinkFields.h"
+#include "unit/NetFields.h"
 #include "unit/SystemFields.h"
 
 #include <algorithm>
@@ -110,6 +113,42 @@ bool ApplySystem(std::span<const FieldSetting> settings, CLBNVRAM& image, std::s
     return true;
 }
 
+// Pages whose checks look at the values only: the values go in by their
+// kind, then the page reads the result and its own Write checks it, as
+// leaving the page would.
+bool ApplyWiFi(std::span<const FieldSetting> settings, CLBNVRAM& image, std::string& why)
+{
+    // Opening the page resets an unconfigured module before anything is typed.
+    // Its channel 1 is what the page then writes back.
+    WiFiFields opened;
+    if (opened.Read(image)) SetNumber(image, WiFiFields::kMap[WiFiFields::fChannel], static_cast<uint32_t>(opened.m_Channel));
+    for (const FieldSetting& s : settings)
+        if (!FieldEdit::Encode(*s.m_Field, s.m_Value, image, why)) return false;
+    WiFiFields page;
+    // A channel outside 1..14 would read as an unconfigured module; typed
+    // here, it is the page's refusal instead.
+    const FieldDef& channel = WiFiFields::kMap[WiFiFields::fChannel];
+    bool typed = false;
+    for (const FieldSetting& s : settings) typed = typed || s.m_Field == &channel || !std::strcmp(s.m_Field->m_Name, channel.m_Name);
+    const int value = image.m_Data[channel.m_Adr];
+    page.Read(image);
+    if (typed) page.m_Channel = value;
+    const FieldsResult r = page.Write(image);
+    if (r.m_Refused) return why = r.m_Message.ToStr(), false;
+    return true;
+}
+
+bool ApplyTiming(std::span<const FieldSetting> settings, CLBNVRAM& image, std::string& why)
+{
+    for (const FieldSetting& s : settings)
+        if (!FieldEdit::Encode(*s.m_Field, s.m_Value, image, why)) return false;
+    LinkFields page;
+    page.Read(image);
+    DBString message;
+    if (page.Write(image, message) >= 0) return why = message.ToStr(), false;
+    return true;
+}
+
 // Pages whose logic half checks its own fields; every other field is taken
 // by its kind.
 struct PageChecks {
@@ -118,6 +157,8 @@ struct PageChecks {
 };
 const PageChecks kPages[] = {
     {"System.", ApplySystem},
+    {"WiFi.", ApplyWiFi},
+    {"Parameters.", ApplyTiming},
 };
 
 const PageChecks* PageOf(const FieldDef& f)
@@ -177,9 +218,7 @@ bool FieldEdit::Encode(const FieldDef& f, std::string_view value, CLBNVRAM& imag
         const long top = f.m_Mask ? f.m_Mask >> Shift(f.m_Mask) : 255;
         if (!Integer(value, v)) return Refuse(f, value, kIdInvalid, "", why);
         if (v < 0 || v > top) return Range(f, value, 0, top, why);
-        unsigned char b = static_cast<unsigned char>(v);
-        if (f.m_Mask) b = static_cast<unsigned char>((image.m_Data[f.m_Adr] & ~f.m_Mask) | (v << Shift(f.m_Mask)));
-        image.Set(f.m_Adr, &b, 1);
+        SetNumber(image, f, static_cast<uint32_t>(v));
         return true;
     }
     case FieldKind::PortBE:
@@ -220,13 +259,12 @@ bool FieldEdit::Encode(const FieldDef& f, std::string_view value, CLBNVRAM& imag
             return Refuse(f, value, kIdInvalid, " (" + std::to_string(f.m_Len * 2) + " hexadecimal digits)", why);
         image.Set(f.m_Adr, bytes, f.m_Len);
         return true;
-    case FieldKind::Text: {
-        const std::string cp = DBString(std::string(value)).ToCP1251();
-        if (cp.size() > static_cast<size_t>(f.m_Len))
+    case FieldKind::Text:
+    case FieldKind::Secret: {
+        const DBString text{std::string(value)};
+        if (text.ToCP1251().size() > static_cast<size_t>(f.m_Len))
             return Refuse(f, value, kIdMaxLength, " " + std::to_string(f.m_Len), why);
-        std::memset(bytes, 0, static_cast<size_t>(f.m_Len));
-        std::memcpy(bytes, cp.data(), cp.size());
-        image.Set(f.m_Adr, bytes, f.m_Len);
+        SetText(image, f, text);
         return true;
     }
     case FieldKind::LinkKey: {

@@ -1,13 +1,20 @@
 #pragma once
-// CLink: the Parameters page (link timing). For now a tab without controls: it shows nothing and
-// writes nothing to the image, so the book has every tab a unit calls for.
+// CLink: the Parameters page, nine timing values of the unit's link layer.
+// The field map, scales and range checks live in LinkFields (unit/); this
+// class shows them. In the book only while /Param/OpenLink is not 0.
 #include "pages/PropertySheetPanel.h"
+#include "unit/LinkFields.h"
 
 class CLink : public PropertySheetPanel {
 public:
-    explicit CLink(wxWindow* parent) : PropertySheetPanel(parent) {}
-    void Init() {}
-    void SetActive() override {}
-    bool KillActive() override { return true; }
+    explicit CLink(wxWindow* parent);
+    void Init();
+    void SetActive() override;
+    bool KillActive() override;
     void DataToPanel() { TransferDataToWindow(); }
+
+private:
+    void OnBnClickedDefault(wxCommandEvent& event);
+
+    LinkFields m_Fields;   // the nine members, bound to the controls
 };

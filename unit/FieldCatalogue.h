@@ -9,6 +9,7 @@
 #include "base/DBString.h"
 #include "link/CLBNVRAM.h"
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -23,7 +24,15 @@ enum class FieldKind {
     MAC,       // six bytes as twelve hexadecimal digits
     Text,      // CP1251 up to the first 0x00; erased (first byte 0xFF) is empty
     LinkKey,   // sixteen bytes; never shown
+    Secret,    // a password: a text that is never shown
     Hex,       // bytes as hexadecimal
+};
+
+// What ends a text field when a page reads it.
+enum class FieldCut {
+    Zero,          // the first 0x00; an erased field (first byte 0xFF) is empty
+    Control,       // the first byte below 0x20 as a signed byte, so 0x80 and above too
+    ControlOrFF,   // the first byte below 0x20 or equal to 0xFF; Cyrillic stays
 };
 
 struct FieldDef {
@@ -33,6 +42,11 @@ struct FieldDef {
     FieldKind m_Kind;
     unsigned short m_Label;      // text id of the page's label
     unsigned char m_Mask = 0;    // Byte only: the bits that are this field; 0 for all
+    // How the page reads it, where that is more than the plain reading:
+    int64_t m_Erased = -1;       // the value of an erased field (all its bits set); -1: none
+    bool m_Inverted = false;     // Byte with a mask: the value is the bits inverted (set means off)
+    FieldCut m_Cut = FieldCut::Zero;   // Text only
+    int m_Record = 0;            // of a list of records (links): its number from 1; 0: none
 };
 
 class FieldCatalogue {
@@ -46,6 +60,8 @@ public:
     // Every field of every page, page by page in the order of the book.
     static const std::vector<FieldDef>& All();
     static const FieldDef* Find(std::string_view name);
+    // A key or a password: its value reads "set" or "not set", a change "changed".
+    static bool Hidden(const FieldDef& field);
 
     // The field as a person reads it (UTF-8); a link key as "set" or "not set".
     static std::string Value(const FieldDef& field, const CLBNVRAM& image);

@@ -70,11 +70,11 @@ DBString CStatusEth::TypeText(int type) { return _S_(type == 0 ? 10028 : type ==
 
 DBString CStatusEth::CableText(int cable)
 {
-    static const wchar_t* const kSpeed[] = {L" 10Mb/s half duplex", L" 10Mb/s full duplex",
-                                            L" 100BASE-T2 half duplex", L" 100BASE-T2 full duplex"};
+    // " 10Mb/s half duplex", " 10Mb/s full duplex", " 100BASE-T2 half duplex", " 100BASE-T2 full duplex"
+    static const unsigned short kSpeed[] = {10054, 10057, 10058, 10059};
     if (cable == 0) return _S_(10026);
     if (cable == 1) return _S_(10027);
-    if (cable >= 2 && cable <= 5) return _S_(10027) + kSpeed[cable - 2];
+    if (cable >= 2 && cable <= 5) return _S_(10027) + _S_(kSpeed[cable - 2]);
     return _S_(10027) + Number(cable);
 }
 

@@ -104,10 +104,11 @@ TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
     // Ping off, in the chunk at 0x400: through the System page, which writes
     // its own fields into the image when Save leaves it.
     static_cast<wxCheckBox*>(wxWindow::FindWindowByName("ping", Frame()->m_System))->SetValue(true);
-    app.m_NVRAM.SetEth(0x3C0, 0x42);        // the last chunk, 0x7C0
-    app.m_NVRAM.Set(0x200, "lift.example", 12);   // a domain chunk
+    app.m_NVRAM.SetEth(0x3F0, 0x42);        // the last chunk, 0x7C0, behind every named field
+    const char domain[32] = "lift.example";
+    app.m_NVRAM.Set(0x200, domain, 32);   // a domain chunk
     wxTEST_DIALOG(Click(Frame()->m_BtnSave), gui::AnswerSave(wxID_YES, false, &question));
-    EXPECT_EQ(question.ToStdString(), ("Ping disabled: 0 -> 1\nBlocks to write: 0x400 0x7C0 0x200\n\n" + _W_(10009)).ToStdString());
+    EXPECT_EQ(question.ToStdString(), ("Ping disabled: 0 -> 1\n#1 Domain:  -> lift.example\nBlocks to write: 0x400 0x7C0 0x200\n\n" + _W_(10009)).ToStdString());
     ASSERT_TRUE(PumpUntil([&] { return sim.CountLines("askRestart") == 2; }));
     EXPECT_EQ(sim.CountLines("write"), 3);
     EXPECT_EQ(sim.CountLines("write 0x400+64"), 1);
@@ -120,7 +121,7 @@ TEST(ConnectByIp, SaveSendsTheChangedChunksAndTheRestartAndTheUnitKeepsThem)
         kept = KeptImage(StatePath());
         return kept.size() == 2048 && kept[0x41C] == 1;
     }));
-    EXPECT_EQ(kept[0x7C0], 0x42);
+    EXPECT_EQ(kept[0x7F0], 0x42);
     EXPECT_EQ(std::memcmp(kept.data() + 0x200, "lift.example", 12), 0);
 }
 

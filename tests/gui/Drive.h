@@ -35,5 +35,11 @@ void Press(int typConnect, int port = 0, const wxString& key = wxString());
 std::vector<unsigned char> KeptImage(const std::string& path);
 // $HOME/unit.state: where the tests ask velkunit to keep its state.
 std::string StatePath();
+// velkunit's fresh image of unit kIdent with every page's area set as a
+// configured unit holds it (Wi-Fi and MQTT too, which a fresh unit has
+// erased), so that opening and leaving any page changes no byte.
+std::vector<unsigned char> ConfiguredImage();
+// Writes `image` as $HOME/unit.image for velkunit's --image; the path.
+std::string WriteImage(const std::vector<unsigned char>& image);
 
 }  // namespace gui

@@ -155,7 +155,15 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "cannot start wxWidgets: is there a display (run under xvfb-run)?\n");
         return 1;
     }
-    int rc = RUN_ALL_TESTS();
+    int rc;
+    {
+        // The tests run outside OnRun. Without an active loop a progress
+        // dialog makes a loop of its own and deletes it with itself, while
+        // Yield may still be running in that loop: a write into freed memory.
+        wxGUIEventLoop loop;
+        wxEventLoopActivator active(&loop);
+        rc = RUN_ALL_TESTS();
+    }
     if (rc != 0) {
         // What the program logged, to see why a test failed.
         std::filesystem::path bad = std::filesystem::path(home.Path()) / "VELK/logs/Velkonf/bad";

@@ -2,7 +2,10 @@
 // fields, and the difference of two images names exactly the fields that moved.
 #include "base/StringRes.h"
 #include "link/CKeySys.h"
+#include "unit/DescriptorFields.h"
+#include "unit/DirectFields.h"
 #include "unit/FieldCatalogue.h"
+#include "unit/LinkFields.h"
 #include "unit/SaveCheck.h"
 #include "unit/SystemFields.h"
 
@@ -23,12 +26,17 @@ std::set<int> Covered(const std::string& page)
     return adr;
 }
 
-std::set<int> Written(const CLBNVRAM& before, const CLBNVRAM& after)
+// Every byte that differs between the images lies in a field of `page`.
+void ExpectNamed(const CLBNVRAM& before, const CLBNVRAM& after, const std::string& page)
 {
-    std::set<int> adr;
+    const std::set<int> covered = Covered(page);
+    int written = 0;
     for (int i = 0; i < CLBNVRAM::kSize; ++i)
-        if (before.m_Data[i] != after.m_Data[i] || before.IsKnovByte(i) != after.IsKnovByte(i)) adr.insert(i);
-    return adr;
+        if (before.m_Data[i] != after.m_Data[i] || before.IsKnovByte(i) != after.IsKnovByte(i)) {
+            ++written;
+            EXPECT_TRUE(covered.count(i)) << page << std::hex << i << " is written but named by no field";
+        }
+    EXPECT_GT(written, 0) << page;
 }
 
 }  // namespace
@@ -42,8 +50,27 @@ TEST(FieldCatalogue, EveryByteAPageWritesIsOneOfItsNamedFields)
     sys.m_PingOff = true, sys.m_Zone = 3, sys.m_NTP = L"time.example";
     CLBNVRAM after = blank;
     ASSERT_EQ(sys.Write(after, true).m_Refused, 0);
-    const std::set<int> written = Written(blank, after), covered = Covered("System.");
-    for (int adr : written) EXPECT_TRUE(covered.count(adr)) << std::hex << adr << " is written but named by no field";
+    ExpectNamed(blank, after, "System.");
+
+    LinkFields timing;
+    timing.SetDefaults();
+    DBString message;
+    after = blank;
+    ASSERT_EQ(timing.Write(after, message), -1);
+    ExpectNamed(blank, after, "Parameters.");
+
+    DirectRecord rec;
+    rec.m_Type = 2, rec.m_Node = 5, rec.m_IP = 0x0100000A, rec.m_AltIP = 0x0200000A, rec.m_Domain = L"lift.example";
+    after = blank;
+    for (int i = 0; i < kDirectRecords; ++i) DirectList::Write(after, i, rec, true);
+    ExpectNamed(blank, after, "Links.");
+
+    DescriptorFields descr;
+    descr.m_Text = L"Lift 7";
+    after = blank;
+    descr.Write(after, CLBNVRAM::kDescrCM3V7);
+    descr.Write(after, CLBNVRAM::kDescrOld);
+    ExpectNamed(blank, after, "Descriptors.");
 
     std::set<std::string> names;
     for (const FieldDef& f : FieldCatalogue::All()) {
@@ -72,7 +99,7 @@ TEST(FieldCatalogue, DiffNamesExactlyTheFieldsWhoseBytesDifferAndNeverAKey)
         std::set<std::string> listed;
         for (const FieldCatalogue::Change& c : FieldCatalogue::Diff(a, b)) {
             listed.insert(c.m_Field->m_Name);
-            if (c.m_Field->m_Kind == FieldKind::LinkKey) EXPECT_TRUE(c.m_Old.empty() && c.m_New == "changed");
+            if (FieldCatalogue::Hidden(*c.m_Field)) EXPECT_TRUE(c.m_Old.empty() && c.m_New == "changed");
             else EXPECT_NE(c.m_Old, c.m_New) << c.m_Field->m_Name;
         }
         EXPECT_EQ(listed, moved);
@@ -86,6 +113,13 @@ TEST(FieldCatalogue, DiffNamesExactlyTheFieldsWhoseBytesDifferAndNeverAKey)
     k.Create(L"Secret-1");
     img.Set(key->m_Adr, k.Data(), 16);
     EXPECT_EQ(FieldCatalogue::Value(*key, img), "set");
+    const FieldDef& password = *FieldCatalogue::Find("MQTT.Password");
+    EXPECT_EQ(FieldCatalogue::Value(password, img), "not set");
+    CLBNVRAM withPassword = img;
+    withPassword.Set(password.m_Adr, "s3cret", 7);
+    EXPECT_EQ(FieldCatalogue::Value(password, withPassword), "set");
+    EXPECT_EQ(FieldCatalogue::ChangeLines(img, withPassword).find(L"s3cret"), DBString::npos);
+
     CLBNVRAM keyed = img;
     keyed.m_Data[key->m_Adr + 3] ^= 1;
     keyed.m_Data[FieldCatalogue::Find("System.PingOff")->m_Adr] = 1;

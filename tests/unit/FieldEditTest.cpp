@@ -16,7 +16,7 @@ TEST(FieldEdit, EveryFieldReadsBackWhatItShowsAndRefusesNonsenseWithTheValidator
         shown.Set(i, &b, 1);
     }
     for (const FieldDef& f : FieldCatalogue::All()) {
-        if (f.m_Kind == FieldKind::LinkKey) continue;   // never shown
+        if (f.m_Kind == FieldKind::LinkKey || f.m_Kind == FieldKind::Secret) continue;   // never shown
         const std::string text = FieldCatalogue::Value(f, shown);
         CLBNVRAM image;
         std::string why;
@@ -40,6 +40,17 @@ TEST(FieldEdit, EveryFieldReadsBackWhatItShowsAndRefusesNonsenseWithTheValidator
     ASSERT_TRUE(FieldEdit::Parse({"System.MAC=00112233445G"}, set, why));
     EXPECT_FALSE(FieldEdit::Apply(set, image, why));
     EXPECT_EQ(why, _S_(10032).ToStr());
+    // Pages that check values only: Wi-Fi on a fresh module, link timing.
+    CLBNVRAM erased;
+    ASSERT_TRUE(FieldEdit::Parse({"WiFi.IntEnable=1", "WiFi.IntPassword=abc"}, set, why));
+    EXPECT_FALSE(FieldEdit::Apply(set, erased, why));
+    EXPECT_EQ(why, _S_(10167).ToStr());
+    ASSERT_TRUE(FieldEdit::Parse({"WiFi.IntEnable=1", "WiFi.IntPassword=abcdefgh1", "WiFi.IntName=lift"}, set, why));
+    EXPECT_TRUE(FieldEdit::Apply(set, erased, why)) << why;
+    EXPECT_EQ(FieldCatalogue::Value(*FieldCatalogue::Find("WiFi.IntName"), erased), "lift");
+    ASSERT_TRUE(FieldEdit::Parse({"Parameters.repeats=250"}, set, why));
+    EXPECT_FALSE(FieldEdit::Apply(set, erased, why));
+    EXPECT_NE(why.find("1..10"), std::string::npos) << why;
     EXPECT_FALSE(FieldEdit::Parse({"System.NTP=a", "System.NTP=b"}, set, why));
     EXPECT_FALSE(FieldEdit::Parse({"System.NTP"}, set, why));
 

@@ -192,12 +192,17 @@ void Direct(UnitOutcome& out, const CPackV7& req)
 
 // Ten counters in pairs: Ethernet data, Ethernet voice, Wi-Fi data, Wi-Fi
 // voice, 4G data; each pair as (transferred, accepted). Only Ethernet data
-// moves: the simulator has no voice and no radio.
+// moves: the simulator has no voice and no radio. --counters fixes all ten.
 void Statistic(UnitOutcome& out, const CPackV7& req)
 {
     Data d(40);
-    d.Le32(0, out.state.transferred);
-    d.Le32(4, out.state.accepted);
+    const UnitConfig& c = out.state.config;
+    if (c.countersSet) {
+        for (size_t i = 0; i < c.counters.size(); ++i) d.Le32(4 * i, c.counters[i]);
+    } else {
+        d.Le32(0, out.state.transferred);
+        d.Le32(4, out.state.accepted);
+    }
     out.replies.push_back(Reply(req, CPackV7::askStatistic, d));
 }
 
@@ -327,6 +332,18 @@ void Request(UnitOutcome& out, const CPackV7& req, time_t now)
         out.replies.push_back(Refusal(req.m_Dst, req.m_Src, out.state.config.refuse));
         return;
     }
+    const auto set = out.state.config.replies.find(req.m_Ask);
+    if (set != out.state.config.replies.end() && !set->second.empty()) {
+        size_t& next = out.state.replyNext[req.m_Ask];
+        const std::vector<unsigned char>& bytes = set->second[std::min(next, set->second.size() - 1)];
+        ++next;
+        Data d(bytes.size());
+        d.Bytes(0, bytes.data(), bytes.size());
+        out.note.arg = Arg(req);
+        out.note.kind = "set answer";
+        out.replies.push_back(Reply(req, req.m_Ask, d));
+        return;
+    }
     switch (req.m_Ask) {
     case CPackV7::askInfo: Info(out, req); break;
     case CPackV7::askNVRAM: Nvram(out, req); break;
@@ -353,6 +370,9 @@ UnitOutcome UnitAnswer(const UnitState& state, const CPackV7& req, time_t now)
         Request(out, req, now);
     } else if (req.m_Typ == CPackV7::packAsk) {
         out.note.kind = "answer sent to the unit";
+    } else if (req.m_Typ == CPackV7::packAskTest) {
+        // The SD card test: the configurator awaits no answer.
+        out.note.kind = "SD card test, typAsk " + std::to_string(req.m_Len > 13 ? req.m_Buf[13] & 0x7F : -1);
     } else if (req.m_Typ == CPackV7::packMes) {
         out.note.kind = "lift-network message";
     } else {

@@ -1,5 +1,6 @@
 #include "tools/velkunit/UnitOptions.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -165,6 +166,24 @@ const std::vector<OptionDef>& Table()
          Number(&Options::baud, 0, 4000000)},
         {"silent-after", "N", "Answer N requests, then nothing at all, not even acknowledgements.",
          Number(&Options::silentAfter, 1, 1000000000)},
+        {"counters", "N0,...,N9",
+         "The ten askStatistic counters as the unit sends them, in pairs of (out, in): Ethernet data, Ethernet "
+         "voice, Wi-Fi data, Wi-Fi voice, 4G data; fixed for the run (default: the live Ethernet data counts).",
+         [](Options& o, const std::string& v) {
+             std::vector<uint32_t> n;
+             size_t at = 0;
+             while (at <= v.size()) {
+                 const size_t end = std::min(v.find(',', at), v.size());
+                 long x;
+                 if (!Int(v.substr(at, end - at), 0, 0xFFFFFFFFL, x)) return false;
+                 n.push_back(static_cast<uint32_t>(x));
+                 at = end + 1;
+             }
+             if (n.size() != o.counters.size()) return false;
+             std::copy(n.begin(), n.end(), o.counters.begin());
+             o.countersSet = true;
+             return true;
+         }},
         {"nvram-status", "N", "Answer every askNVRAM with this non-zero status and no data; write nothing.",
          Number(&Options::nvramStatus, 1, 255)},
         {"forget-writes", nullptr, "Acknowledge every write as done and keep none of it.",
@@ -175,6 +194,24 @@ const std::vector<OptionDef>& Table()
          Number(&Options::maxTry, 1, 20)},
         {"retry-ms", "MS", "Milliseconds between transmissions of an answer over UDP (default 2000).",
          Number(&Options::retryMs, 100, 60000)},
+        {"reply", "ASK:HEX",
+         "Answer request kind ASK (its number, e.g. 9 for askWiFi) with these data bytes instead of the "
+         "simulated ones. Given again for the same ASK, the answers come in turn and the last one repeats.",
+         [](Options& o, const std::string& v) {
+             const size_t colon = v.find(':');
+             long ask;
+             if (colon == std::string::npos || !Int(v.substr(0, colon), 0, 127, ask)) return false;
+             const std::string hex = v.substr(colon + 1);
+             if (hex.size() % 2 != 0 || hex.size() > 2 * 1000) return false;
+             std::vector<unsigned char> data;
+             for (size_t i = 0; i < hex.size(); i += 2) {
+                 long b;
+                 if (!Int("0x" + hex.substr(i, 2), 0, 255, b)) return false;
+                 data.push_back(static_cast<unsigned char>(b));
+             }
+             o.replies.emplace_back(static_cast<int>(ask), std::move(data));
+             return true;
+         }},
         {"json", nullptr, "Log one JSON object per line instead of readable lines.", Switch(&Options::json)},
     };
     return table;
@@ -294,7 +331,10 @@ UnitConfig ConfigFrom(const Options& o, int imageIdent)
     }
     c.nvramStatus = o.nvramStatus;
     c.forgetWrites = o.forgetWrites;
+    c.counters = o.counters;
+    c.countersSet = o.countersSet;
     c.refuse = o.refuse;
+    for (const auto& [ask, data] : o.replies) c.replies[ask].push_back(data);
     return c;
 }
 

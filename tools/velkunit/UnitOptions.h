@@ -6,6 +6,7 @@
 #include "tools/velkunit/UnitState.h"
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -44,8 +45,12 @@ struct Options {
     long silentAfter = 0;       // 0: never
     int nvramStatus = 0;
     bool forgetWrites = false;
+    std::array<uint32_t, 10> counters{};   // askStatistic, as sent
+    bool countersSet = false;
     long wrongKey = 0;          // 0: never
     int maxTry = 5;
+    // --reply: the data bytes of set answers, per request kind, in order.
+    std::vector<std::pair<int, std::vector<unsigned char>>> replies;
     int retryMs = 2000;
 };
 

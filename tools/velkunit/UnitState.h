@@ -12,6 +12,8 @@
 #include <array>
 #include <cstdint>
 #include <ctime>
+#include <map>
+#include <vector>
 #include <string>
 
 namespace velkunit {
@@ -33,7 +35,12 @@ struct UnitConfig {
     // Faults and refusals asked for on the command line.
     int nvramStatus = 0;   // non-zero: every askNVRAM reply carries it, and nothing is written
     bool forgetWrites = false;   // writes are acknowledged as done and not kept
+    std::array<uint32_t, 10> counters{};   // askStatistic as sent, when countersSet
+    bool countersSet = false;              // else the live Ethernet data counts
     int refuse = 0;        // non-zero: every request is refused with this reason (1 busy, 7 bad identifier)
+    // Answers set on the command line: per request kind, the data bytes of
+    // each answer in turn; the last one repeats.
+    std::map<int, std::vector<std::vector<unsigned char>>> replies;
 };
 
 // The unit's generation decides where its description lies and how many
@@ -52,6 +59,7 @@ struct UnitState {
     int mqttReconnects = 0;
     time_t mqttReconnectAt = 0;
     time_t g4RestartAt = 0;
+    std::map<int, size_t> replyNext;   // per request kind: the set answer that comes next
 };
 
 // A fresh start: the written image becomes the running one, counters clear.
