@@ -124,10 +124,31 @@ TEST(Velkctl, BySerialLineSetIsCheckedAfterTheRestart)
     EXPECT_NE(r.out.find("\"System.PingOff\":\"1\""), std::string::npos) << r.out;
 }
 
+TEST(Velkctl, ByCloudKeyTheKeyRulesAndTheUnitsKeyDecide)
+{
+    TempHome home;
+    Simulator sim({"--udp-port", "0", "--bind", "::1", "--ident", "900", "--cloud", "--cloud-port", "0",
+                   "--cloud-key-port", "0", "--key", "lift2024a", "--restart-delay", "0.3"});
+    ASSERT_TRUE(sim.Started());
+    auto by = [&](const std::string& key) {
+        return std::vector<std::string>{"--cloud-key", "--key", key, "--ident", "900", "--cloud",
+                                        "[::1]:" + std::to_string(sim.CloudKey()), "--timeout", "3", "--check-delay", "0.5"};
+    };
+    Ran r = Ctl(home, Join({"show", "--json"}, by("aaa1bbbb")));
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(r.err.rfind("velkctl: Invalid key. A valid key: - has at least 8 characters;", 0), 0u) << r.err;
+    EXPECT_EQ(sim.CountLines("askInfo"), 0) << "refused before anything is sent";
+    r = Ctl(home, Join({"show", "--json"}, by("other2024b")));
+    EXPECT_EQ(r.status, 3) << r.out;
+    r = Ctl(home, Join({"set", "System.TimeZone=3"}, by("lift2024a")));
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("Save checked"), std::string::npos) << r.out;
+}
+
 TEST(Velkctl, ManyUnitsRunTogetherAndOneSilentUnitIsNamedWithoutStoppingTheOthers)
 {
     TempHome home;
-    Simulator sim({"--udp-port", "0", "--bind", "::1", "--ident", "500", "--units", "3"});
+    Simulator sim({"--udp-port", "0", "--bind", "::1", "--ident", "500", "--units", "3", "--restart-delay", "0.3"});
     ASSERT_TRUE(sim.Started());
     std::ofstream list(home.Sub("units.csv"));
     list << "# three simulated units and one address where nobody answers\n";
@@ -145,6 +166,18 @@ TEST(Velkctl, ManyUnitsRunTogetherAndOneSilentUnitIsNamedWithoutStoppingTheOther
     EXPECT_FALSE(std::filesystem::exists(home.Sub("images/503.velk")));
     EXPECT_NE(r.err.find("#503  failed    the unit did not answer"), std::string::npos) << r.err;
     EXPECT_NE(r.err.find("3 of 4 units done, 1 failed"), std::string::npos) << r.err;
+
+    // A change to every unit at once, each checked after its own restart.
+    std::ofstream(home.Sub("three.csv")) << "ip,::1," << sim.Udp() << ",500\nip,::1," << sim.Udp() + 1 << ",501\n"
+                                         << "ip,::1," << sim.Udp() + 2 << ",502\n";
+    const Ran set = Ctl(home, {"set", "--targets", home.Sub("three.csv"), "--jobs", "3", "--check-delay", "0.5",
+                               "System.NTP=ntp.example"});
+    EXPECT_EQ(set.status, 0) << set.err;
+    EXPECT_EQ(sim.CountLines("askRestart"), 3);
+    const Ran diff = Ctl(home, {"diff", home.Sub("images/501.velk"), "--targets", home.Sub("three.csv")});
+    EXPECT_EQ(diff.status, 1);
+    EXPECT_NE(diff.out.find("== ::1:" + std::to_string(sim.Udp() + 1) + "#501\nSystem.NTP: pool.ntp.org -> ntp.example\n"),
+              std::string::npos) << diff.out;
 
     std::ofstream(home.Sub("bad.csv")) << "ip,::1,1,1\nudp,::1,2,2\n";
     const Ran bad = Ctl(home, {"show", "--targets", home.Sub("bad.csv")});
