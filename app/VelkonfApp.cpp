@@ -144,6 +144,7 @@ void VelkonfApp::ParseArgument(const std::string& arg)
 
 int VelkonfApp::OnExit()
 {
+    m_Relays.Stop();
     m_PortNVRAM.Close();
     m_SendNet.Stop();
     m_ReceivNet.Stop();
@@ -247,3 +248,5 @@ void VelkonfApp::TakePack(const CPackV7& pack)
 }
 
 void VelkonfApp::LostLink() { PostToFrame(NO_LINK); }
+
+void VelkonfApp::ClrUtil() { PostToFrame(VELK_CLR_UTIL); }

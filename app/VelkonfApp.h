@@ -14,6 +14,8 @@
 #include "link/CIdeaKey.h"
 #include "link/CIdentV7.h"
 #include "link/InpQueuePackV7.h"
+#include "relaycore/CToolRelays.h"
+#include "relaycore/CRelayHost.h"
 #include "unit/CLinkHost.h"
 #include "unit/CPortNVRAM.h"
 #include "unit/CSendNet.h"
@@ -36,7 +38,7 @@ inline constexpr char Version[] = "v" VELK_VERSION;
 // The unit's image, kind and feature bits (CUnitLB) and the flags of the
 // connection (CLinkHost) are the application's own members, as the pages and
 // the connect procedures know them: wxGetApp().m_NVRAM, m_TypConnect.
-class VelkonfApp : public wxApp, public CUnitLB, public CLinkHost {
+class VelkonfApp : public wxApp, public CUnitLB, public CLinkHost, public CRelayHost {
 public:
     VelkonfApp();
 
@@ -48,10 +50,10 @@ public:
 
     // Every packet for the unit leaves here: the serial line on USB, the
     // UDP sender otherwise.
-    void Put(CPackV7& pack);
+    void Put(CPackV7& pack) override;
     // The identifiers of a request: from this program to the unit.
-    CIdentV7 OwnIdent() const;
-    CIdentV7 UnitIdent() const;
+    CIdentV7 OwnIdent() const override;
+    CIdentV7 UnitIdent() const override;
     // A packet addressed from this program to the unit, for SetAsk.
     CPackV7 NewPack() const;
 
@@ -97,6 +99,7 @@ public:
     CPortNVRAM m_PortNVRAM;          // the unit, on the serial line
     CIdentV7 m_UniqueIdent;          // this run's program identifier, new at each network connect
     InpQueuePackV7 m_InpQueue;       // packets on their way to OnMngPack
+    CToolRelays m_Relays{*this};     // the sibling tools' relays, from AddParam to RemoveParam
     std::atomic<VelkonfFrame*> m_Frame{nullptr};
 
     std::mutex m_WaitMutex;
@@ -109,6 +112,17 @@ public:
     void LostLink() override;
     CBadLog& BadLog() override { return m_BadLog; }
     CPortLog& PortLog() override { return m_PortLog; }
+    bool ToTool(CPackV7& pack) override { return m_Relays.ToTool(pack); }
+
+    // CRelayHost: the relays use the same carriers; their signals are
+    // events posted to the frame.
+    int RelayTypConnect() const override { return m_TypConnect; }
+    CReceivNet& RelayReceivNet() override { return m_ReceivNet; }
+    CSendNet& RelaySendNet() override { return m_SendNet; }
+    BasePoolThread& RelayPool() override { return m_Pool; }
+    void PutSerial(CPackV7& pack) override { m_PortNVRAM.Put(pack); }
+    void ClrUtil() override;
+    CDispLog& DispLog() override { return m_DispLog; }
 
 private:
     void StartUp();

@@ -4,6 +4,7 @@
 #include "app/CFileImage.h"
 #include "app/VelkonfApp.h"
 #include "app/VelkonfEvents.h"
+#include "base/StringRes.h"
 #include "catalogue/CDev.h"
 #include "pages/CDescriptor.h"
 #include "pages/CDirect.h"
@@ -17,6 +18,7 @@
 #include "pages/CVoice.h"
 #include "pages/CWiFi.h"
 #include "pages/WxText.h"
+#include "relaycore/ToolLaunch.h"
 #include "unit/FieldCatalogue.h"
 #include "unit/ImageFile.h"
 
@@ -41,8 +43,6 @@ constexpr int kTimerCheckId = 5998;
 // attempts; /Param/SaveCheckDelay (ms) overrides it.
 constexpr int kSaveCheckDelayMs = 5000;
 constexpr int kKeepAliveMs = 20000;
-// The tools of the Additional functions menu; each item's id is its text's.
-constexpr int kToolIds[] = {10263, 10264, 10265, 10266, 10267, 10268};
 // Seconds from 1900 to the Unix epoch: the keep-alive carries NTP time.
 constexpr long long kNtpEpoch = 2208988800LL;
 constexpr int kData = 14;   // data byte 0 of a reply
@@ -69,6 +69,13 @@ wxBEGIN_EVENT_TABLE(VelkonfFrame, wxPropertySheetDialog)
     EVT_TIMER(kTimerCheckId, VelkonfFrame::OnTimerCheck)
     EVT_COMMAND(wxID_ANY, MNG_PACK, VelkonfFrame::OnMngPack)
     EVT_COMMAND(wxID_ANY, NO_LINK, VelkonfFrame::OnNoLink)
+    EVT_COMMAND(wxID_ANY, VELK_CLR_UTIL, VelkonfFrame::OnClrUtil)
+    EVT_MENU(10263, VelkonfFrame::OnTool)
+    EVT_MENU(10264, VelkonfFrame::OnDeftTool)
+    EVT_MENU(10265, VelkonfFrame::OnNVRAM)
+    EVT_MENU(10266, VelkonfFrame::OnSvt)
+    EVT_MENU(10267, VelkonfFrame::OnBattery)
+    EVT_MENU(10268, VelkonfFrame::OnDisp)
 wxEND_EVENT_TABLE()
 // clang-format on
 
@@ -213,10 +220,27 @@ void VelkonfFrame::OnAbout(wxCommandEvent&)
 void VelkonfFrame::OnMoreUtil(wxCommandEvent&)
 {
     wxMenu menu;
-    for (int id : kToolIds) menu.Append(id, _W_(static_cast<unsigned short>(id)));
+    for (int id : kToolMenuIds) menu.Append(id, _W_(static_cast<unsigned short>(id)));
     CFileImage::AppendTo(menu, GetBookCtrl()->GetPageCount() > 1);
     PopupMenu(&menu);
 }
+
+void VelkonfFrame::OnTool(wxCommandEvent&) { StartTool(10263); }
+void VelkonfFrame::OnDeftTool(wxCommandEvent&) { StartTool(10264); }
+void VelkonfFrame::OnNVRAM(wxCommandEvent&) { StartTool(10265); }
+void VelkonfFrame::OnSvt(wxCommandEvent&) { StartTool(10266); }
+void VelkonfFrame::OnBattery(wxCommandEvent&) { StartTool(10267); }
+void VelkonfFrame::OnDisp(wxCommandEvent&) { StartTool(10268); }
+
+void VelkonfFrame::StartTool(int id)
+{
+    VelkonfApp& app = wxGetApp();
+    DBString report;
+    if (!LaunchTool(ToolArgs(id, app.m_Relays.Params(g_StringENU)), app.m_BadLog, report))
+        m_Connect->ShowErr(toWxString(report));
+}
+
+void VelkonfFrame::OnClrUtil(wxCommandEvent&) { wxGetApp().m_Relays.DeleteClose(); }
 
 void VelkonfFrame::OnPageChanging(wxBookCtrlEvent& event)
 {
@@ -273,13 +297,19 @@ bool VelkonfFrame::AddParam()
         first = false;
     }
     VelkonfApp& app = wxGetApp();
-    app.m_BadLog.PutUtf8("OwnIdent=" + app.OwnIdent().GetString().ToStr());
+    app.m_Relays.Start();
+    DBString line = L"OwnIdent=" + app.OwnIdent().GetString();
+    line.AppendFormat(L" UtilPort=%d UtilPortV7=%d UtilIdent=", app.m_Relays.m_ReceivUtil.Port(),
+                      app.m_Relays.m_ReceivUtilV7.GetPort());
+    line += app.m_Relays.m_ReceivUtilV7.m_Ident.GetString();
+    app.m_BadLog.Put(line);
     return true;
 }
 
 bool VelkonfFrame::RemoveParam()
 {
     if (GetBookCtrl()->GetPageCount() < 2) return true;
+    wxGetApp().m_Relays.Stop();
     for (const PageEntry& e : ParamPages())
         if (e.shown) RemovePage(e.page);
     return true;
@@ -404,6 +434,8 @@ void VelkonfFrame::OnMngPack(wxCommandEvent&)
 
 void VelkonfFrame::MngPack(CPackV7& pack)
 {
+    // The tools hear the unit too; the packet goes on here all the same.
+    wxGetApp().m_Relays.MngPack(pack);
     if (pack.m_Class == CPackV7::classLink) {
         if (pack.m_Typ == CPackV7::packLinkAlive) wxGetApp().m_LUFound = true;
         else if (pack.m_Typ == CPackV7::packLinkNoSender) MngRefusal(pack);

@@ -77,6 +77,16 @@ private:
     void OnCloseButton(wxCommandEvent& event);
     void OnAbout(wxCommandEvent& event);
     void OnMoreUtil(wxCommandEvent& event);
+    // The tools of the Additional functions menu (StartTool does the work).
+    void OnTool(wxCommandEvent& event);
+    void OnDeftTool(wxCommandEvent& event);
+    void OnNVRAM(wxCommandEvent& event);
+    void OnSvt(wxCommandEvent& event);
+    void OnBattery(wxCommandEvent& event);
+    void OnDisp(wxCommandEvent& event);
+    void StartTool(int id);
+    // A tools' relay has stopped: closed relays are deleted here.
+    void OnClrUtil(wxCommandEvent& event);
     // Save: the changed chunks of the image, then the restart request.
     void OnApply(wxCommandEvent& event);
     void OnTimerSendLink(wxTimerEvent& event);

@@ -77,14 +77,16 @@ public:
     int Bind(DBString& errorText);
 
 protected:
+    // Hands one datagram to its session, on WinSockProc. A derived class may
+    // refuse a sender's address first, or hold a lock of its own across the
+    // finding of the session and its Handling.
+    virtual void Dispatch(const sockaddr_in6& from, const unsigned char* data, int length);
     // The open descriptor, or -1; for a derived class's socket options.
     int SocketFd();
 
 private:
     static bool WinSockProc(void* self);
     void ReadLoop();
-    // Hands one datagram to its session.
-    void Dispatch(const sockaddr_in6& from, const unsigned char* data, int length);
     // After a stray error: close, pause, bind again. False to leave.
     bool Rebind();
     int BindLocked(DBString& errorText);

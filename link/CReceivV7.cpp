@@ -194,8 +194,13 @@ bool CReceivV7::ReceiveOne(unsigned char* buf)
     }
     if (n == 0) return ConnReset((AddrPort(addr, port) + L"- ").c_str(), 0);
     if (n < kMinDatagram) return true;
-    MngDatagram(buf, static_cast<int>(n), addr, port);
+    Receive(buf, static_cast<int>(n), addr, port);
     return true;
+}
+
+void CReceivV7::Receive(const unsigned char* data, int len, const in6_addr& addr, int port)
+{
+    MngDatagram(data, len, addr, port);
 }
 
 void CReceivV7::MngDatagram(const unsigned char* data, int len, const in6_addr& addr, int port)

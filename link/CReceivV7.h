@@ -103,6 +103,10 @@ protected:
     // The single way out of the socket (a test may drop or count datagrams
     // here). Called under the socket mutex.
     virtual int SendDatagram(int socket, const unsigned char* data, int len, const sockaddr_in6& to);
+    // One datagram of at least kMinDatagram bytes, on WinSockProc. Here:
+    // MngDatagram. A derived class may refuse a sender's address first, or
+    // hold a lock of its own across the whole of the datagram's handling.
+    virtual void Receive(const unsigned char* data, int len, const in6_addr& addr, int port);
     // Everything after recvfrom for one datagram.
     void MngDatagram(const unsigned char* data, int len, const in6_addr& addr, int port);
 

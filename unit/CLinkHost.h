@@ -30,6 +30,14 @@ public:
     virtual void LostLink() = 0;
     // The unit has answered askInfo; a connect procedure may be waiting.
     virtual void SetEventWaitWho() = 0;
+    // A packet of the unit addressed to a sibling tool (the tools' relay
+    // knows its destination): true if it was passed on. Runs on the
+    // receiver's thread. Here: no tools.
+    virtual bool ToTool(CPackV7& pack)
+    {
+        (void)pack;
+        return false;
+    }
     virtual CBadLog& BadLog() = 0;
     virtual CPortLog& PortLog() = 0;
 

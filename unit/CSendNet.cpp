@@ -46,6 +46,8 @@ void CSendNet::Stop()
     CSendV7::Stop();
 }
 
+bool CSendNet::Retransmission(CReceivV7*, CPackV7& pack, const in6_addr&, int) { return m_Host.ToTool(pack); }
+
 // ---------------------------------------------------------------- CReceivNet
 
 CReceivNet::CReceivNet(CLinkHost& host, BasePoolThread* pool) : CReceivV7(pool), m_Host(host) {}

@@ -27,6 +27,8 @@ public:
     // On an IP link and a cloud link by key the unit hears the close three
     // times: to its identifier, to 0.0 naming it, and the base's own.
     void Stop() override;
+    // A packet of the unit for a sibling tool goes to the tool's relay.
+    bool Retransmission(CReceivV7* receiv, CPackV7& pack, const in6_addr& addr, int port) override;
 
 private:
     CLinkHost& m_Host;

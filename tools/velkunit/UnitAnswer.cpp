@@ -1,5 +1,7 @@
 #include "tools/velkunit/UnitAnswer.h"
 
+#include "link/CMes.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -375,6 +377,16 @@ UnitOutcome UnitAnswer(const UnitState& state, const CPackV7& req, time_t now)
         out.note.kind = "SD card test, typAsk " + std::to_string(req.m_Len > 13 ? req.m_Buf[13] & 0x7F : -1);
     } else if (req.m_Typ == CPackV7::packMes) {
         out.note.kind = "lift-network message";
+        // The lift network's station answers: the message comes back with
+        // origin and destination swapped and one hop more.
+        CMes mes;
+        if (req.GetMes(mes) && mes.m_Len >= 6) {
+            std::swap_ranges(mes.m_Buf, mes.m_Buf + 2, mes.m_Buf + 2);
+            mes.m_Buf[4] = static_cast<unsigned char>(mes.m_Buf[4] + 1);
+            CPackV7 echo(mes);
+            echo.SetID(req.m_Dst, req.m_Src);
+            out.replies.push_back(echo);
+        }
     } else {
         out.note.kind = "data packet of type " + std::to_string(req.m_Typ);
     }
