@@ -3,7 +3,7 @@
 #   make demo    install what is missing, build, start the configurator
 #   make test    install what is missing, build, run every test
 #
-# Other targets: build, bench, fuzz-long, clean. Variables: ARGS (passed to
+# Other targets: build, bench, package (the .deb), fuzz-long, clean. Variables: ARGS (passed to
 # velkonf by demo, e.g. ARGS=enu), FUZZ_SECONDS (per fuzz target in make test).
 
 SHELL        := /bin/bash
@@ -22,7 +22,7 @@ XVFB         := xvfb-run -a -s "-screen 0 1280x1024x24"
 # entropy can occupy; running without address randomisation avoids that.
 NO_ASLR      := setarch $(shell uname -m) -R
 
-.PHONY: demo test deps build test-main test-asan test-tsan fuzz fuzz-long bench clean
+.PHONY: demo test deps build package test-main test-asan test-tsan fuzz fuzz-long bench clean
 
 demo: deps build
 	@tools/demo $(BUILD) $(ARGS)
@@ -59,6 +59,9 @@ fuzz:
 	  -DVELK_BUILD_FUZZ=ON -DVELK_BUILD_GUI=OFF -DVELK_BUILD_TESTS=OFF -DVELK_BUILD_BENCH=OFF -DVELK_BUILD_TOOLS=OFF
 	cmake --build $(BUILD_FUZZ)
 	$(TEST_ENV) fuzz/run $(BUILD_FUZZ) $(FUZZ_SECONDS)
+
+package: deps build
+	cmake --build $(BUILD) --target package
 
 fuzz-long:
 	$(MAKE) fuzz FUZZ_SECONDS=$(FUZZ_LONG_SECONDS)

@@ -96,6 +96,10 @@ const std::vector<OptionDef>& Table()
         // The unit.
         {"ident", "N", "The unit's identifier, 1..9999899 (default: the one in the image, else 2).",
          Number(&Options::ident, 1, 9999899)},
+        {"units", "N",
+         "Play N units, 1..1000 (default 1), each with its own state: identifiers from --ident up, UDP ports "
+         "from --udp-port up (0: the first chosen by the system), state files FILE.<ident>. UDP only.",
+         Number(&Options::units, 1, 1000)},
         {"type", "N", "Unit type: 14 generation 7 (default), 12 CM3 with --subtype 2, anything else an older unit.",
          Number(&Options::type, 0, 255)},
         {"subtype", "N", "Sub-type shown in the title (default: 3 for type 14, 2 for type 12, else 1).",
@@ -252,6 +256,10 @@ bool ParseOptions(const std::vector<std::string>& args, Options& out, std::strin
             error = "--" + name + ": '" + value + "' is not acceptable (" + def->help + ")";
             return false;
         }
+    }
+    if (o.units > 1 && (o.serial || o.cloud)) {
+        error = "--units serves UDP only: not with --serial or --cloud";
+        return false;
     }
     out = o;
     return true;

@@ -17,6 +17,7 @@ struct Options {
     bool json = false;
     // The unit.
     int ident = 0;        // 0: the identifier in the image, else 2
+    int units = 1;        // units of this process, on consecutive ports and identifiers
     int type = 14;
     int subtype = -1;     // -1: by type
     int hwSubtype = -1;   // -1: by type and sub-type

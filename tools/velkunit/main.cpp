@@ -108,22 +108,6 @@ int main(int argc, char** argv)
         if (isNulIPv6(bind) && o.bind != "::") return Fail(kExitUsage, "--bind: '" + o.bind + "' is not an address");
     }
 
-    Image image{};
-    bool found = false;
-    std::string source = "a fresh image";
-    if (const int rc = LoadImage(o, image, found, source)) return rc;
-    const UnitConfig config = ConfigFrom(o, found ? ImageIdent(image) : 0);
-    if (!found) image = DefaultImage(config);
-    if (o.keySet) {
-        CKeySys key;
-        key.Create(DBString(o.key).c_str());
-        PutImageKey(image, key);
-    }
-    UnitState state;
-    state.config = config;
-    state.image = image;
-    state = Boot(state, std::time(nullptr));
-
     // Signals are taken by sigwait below; every thread started from here
     // on inherits the mask. A closed standard output must not kill us.
     sigset_t stopSignals;
@@ -137,8 +121,45 @@ int main(int argc, char** argv)
     BasePoolThread pool("velkunit", false);
     UnitLog log(o.json, true);
     UnitTimer timer(&pool);
+
+    // One unit, or --units of them: each with its identifier, image, state
+    // file and carriers; the pool, the timer and the log are shared.
+    struct Played {
+        UnitConfig config;
+        std::string source = "a fresh image";
+        bool keyed = false;
+        std::unique_ptr<CUnit> unit;
+        std::vector<std::unique_ptr<UnitNet>> nets;
+    };
+    std::vector<Played> units(static_cast<size_t>(o.units));
+    for (int i = 0; i < o.units; ++i) {
+        Options one = o;
+        if (o.units > 1 && !o.state.empty()) one.state = o.state + "." + std::to_string((o.ident ? o.ident : 2) + i);
+        Image image{};
+        bool found = false;
+        Played& u = units[static_cast<size_t>(i)];
+        if (const int rc = LoadImage(one, image, found, u.source)) return rc;
+        if (o.units > 1) one.ident = (o.ident ? o.ident : 2) + i;
+        if (one.ident > 9999899) return Fail(kExitUsage, "--units: the identifiers pass 9999899");
+        u.config = ConfigFrom(one, found ? ImageIdent(image) : 0);
+        if (!found) image = DefaultImage(u.config);
+        if (o.keySet) {
+            CKeySys key;
+            key.Create(DBString(o.key).c_str());
+            PutImageKey(image, key);
+        }
+        UnitState state;
+        state.config = u.config;
+        state.image = image;
+        state = Boot(state, std::time(nullptr));
+        u.keyed = ImageHasKey(state.running);
+        u.unit = std::make_unique<CUnit>(
+            state, CUnit::Setup{one.state, static_cast<int>(o.restartDelay * 1000), o.silentAfter, o.wrongKey}, log, timer);
+    }
     timer.Start();
-    CUnit unit(state, {o.state, static_cast<int>(o.restartDelay * 1000), o.silentAfter, o.wrongKey}, log, timer);
+    CUnit& unit = *units[0].unit;
+    const UnitConfig config = units[0].config;
+    const std::string source = units[0].source;
 
     UnitNet::Setup setup;
     setup.bind = bind;
@@ -148,40 +169,48 @@ int main(int argc, char** argv)
     setup.retryMs = o.retryMs;
     setup.delayMs = o.delayMs;
     setup.buttonsAfter = o.buttonsAfter;
-    std::vector<std::unique_ptr<UnitNet>> nets;
-    auto addNet = [&](UnitNet::Role role, int port) {
+    unsigned seeds = 0;
+    auto addNet = [&](Played& u, UnitNet::Role role, int port) {
         setup.role = role;
         setup.port = port;
-        setup.seed = o.seed + static_cast<unsigned>(nets.size());
-        nets.push_back(std::make_unique<UnitNet>(&pool, unit, timer, log, setup));
+        setup.seed = o.seed + seeds++;
+        u.nets.push_back(std::make_unique<UnitNet>(&pool, *u.unit, timer, log, setup));
     };
-    addNet(UnitNet::Role::direct, o.udpPort);
+    addNet(units[0], UnitNet::Role::direct, o.udpPort);
+    auto& nets = units[0].nets;
     if (o.cloud) {
-        addNet(UnitNet::Role::cloudButtons, o.cloudPort);
-        addNet(UnitNet::Role::cloudKey, o.cloudKeyPort);
+        addNet(units[0], UnitNet::Role::cloudButtons, o.cloudPort);
+        addNet(units[0], UnitNet::Role::cloudKey, o.cloudKeyPort);
     }
     std::unique_ptr<UnitSerial> serial;
     if (o.serial) serial = std::make_unique<UnitSerial>(&pool, unit, timer, log, o.delayMs, o.baud);
 
     // A restart takes the unit off the network and brings it back with
     // the key of the written image.
-    unit.OnRestart(
-        [&] {
-            for (auto& net : nets) net->Down();
-        },
-        [&] {
-            for (auto& net : nets) {
-                try {
-                    net->Up();
-                } catch (const ErrorXML& e) {
-                    log.Event("error", std::string(net->Carrier()) + " not back: " + CarrierError(e));
+    for (Played& u : units) {
+        u.unit->OnRestart(
+            [&u] {
+                for (auto& net : u.nets) net->Down();
+            },
+            [&u, &log] {
+                for (auto& net : u.nets) {
+                    try {
+                        net->Up();
+                    } catch (const ErrorXML& e) {
+                        log.Event("error", std::string(net->Carrier()) + " not back: " + CarrierError(e));
+                    }
                 }
-            }
-        });
+            });
+    }
 
     int rc = 0;
     try {
         for (auto& net : nets) net->Up();
+        // The other units follow the first one's port.
+        for (size_t i = 1; i < units.size(); ++i) {
+            addNet(units[i], UnitNet::Role::direct, nets[0]->Port() + static_cast<int>(i));
+            units[i].nets[0]->Up();
+        }
         if (serial) serial->Start();
     } catch (const ErrorXML& e) {
         rc = Fail(kExitCarrier, CarrierError(e));
@@ -193,8 +222,10 @@ int main(int argc, char** argv)
             log.Line("cloud " + std::to_string(nets[1]->Port()));
             log.Line("cloud-key " + std::to_string(nets[2]->Port()));
         }
-        log.Event("start", Describe(config) + "; " + source + "; link key: " +
-                               (ImageHasKey(state.running) ? "from the image" : "the default key"));
+        for (const Played& u : units)
+            log.Event("start", Describe(u.config) + "; " + u.source + "; link key: " +
+                                   (u.keyed ? "from the image" : "the default key") +
+                                   (units.size() > 1 ? "; udp " + std::to_string(u.nets[0]->Port()) : ""));
         if (serial && !serial->Link().empty()) log.Event("serial", "listed as " + serial->Link());
         if (serial && serial->Link().empty())
             log.Event("serial", "not listed (" + serial->LinkError() + "); to list it: sudo mkdir -p /dev/serial/by-id" +
@@ -208,7 +239,8 @@ int main(int argc, char** argv)
     }
     timer.Stop();
     if (serial) serial->Stop();
-    for (auto& net : nets) net->Down();
+    for (Played& u : units)
+        for (auto& net : u.nets) net->Down();
     pool.Stop();
     return rc;
 }
